@@ -1,0 +1,26 @@
+# What `cmake --install` puts where: the library, its public headers, and what find_package and pkg-config read. GLib,
+# ICU, SQLite and the rest stay inside the library, so a user of the package needs none of their headers.
+
+include(CMakePackageConfigHelpers)
+
+set(TILLVANE_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/tillvane)
+
+install(TARGETS tillvane EXPORT tillvane
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+# The package needs no other one, so that the exported targets are the whole configuration.
+install(EXPORT tillvane
+  FILE tillvaneConfig.cmake NAMESPACE tillvane:: DESTINATION ${TILLVANE_INSTALL_CMAKEDIR})
+# Below 1.0 a minor version may break what was there.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/tillvaneConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/tillvaneConfigVersion.cmake DESTINATION ${TILLVANE_INSTALL_CMAKEDIR})
+
+# Seen from where the file lies, so that the installed tree can be moved.
+set(TILLVANE_PC_DIR ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${TILLVANE_PC_DIR} OUTPUT_VARIABLE TILLVANE_PC_PREFIX)
+cmake_path(APPEND TILLVANE_PC_LIBDIR "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
+cmake_path(APPEND TILLVANE_PC_INCLUDEDIR "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
+configure_file(${PROJECT_SOURCE_DIR}/cmake/tillvane.pc.in ${PROJECT_BINARY_DIR}/tillvane.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tillvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,68 @@
+# The Linux side of the seam: its files, its libraries, its way to link.
+
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
+pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+find_package(nlohmann_json REQUIRED)
+
+set(TILLVANE_PLATFORM_LIBRARIES
+  PkgConfig::GLIB PkgConfig::ICU PkgConfig::SQLITE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+
+set(TILLVANE_PLATFORM_PUBLIC_HEADERS
+  tillvane/platform/linux/native_types_linux.h
+)
+
+set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/linux/descriptor_watch_linux.cpp
+  tillvane/platform/linux/event_handlers_linux.cpp
+  tillvane/platform/linux/event_linux.cpp
+  tillvane/platform/linux/event_loop_linux.cpp
+  tillvane/platform/linux/event_pool_linux.cpp
+  tillvane/platform/linux/event_queue_linux.cpp
+  tillvane/platform/linux/json_reader_linux.cpp
+  tillvane/platform/linux/known_folders_linux.cpp
+  tillvane/platform/linux/main_bundle_linux.cpp
+  tillvane/platform/linux/money_linux.cpp
+  tillvane/platform/linux/pipe_linux.cpp
+  tillvane/platform/linux/run_loop_linux.cpp
+  tillvane/platform/linux/store_catalogue_linux.cpp
+  tillvane/platform/linux/store_ledger_database_linux.cpp
+  tillvane/platform/linux/store_ledger_files_linux.cpp
+  tillvane/platform/linux/store_ledger_linux.cpp
+  tillvane/platform/linux/store_ledger_lock_linux.cpp
+  tillvane/platform/linux/store_service_linux.cpp
+  tillvane/platform/linux/store_settings_linux.cpp
+  tillvane/platform/linux/store_worker_linux.cpp
+  tillvane/platform/linux/thread_id_linux.cpp
+)
+
+set(TILLVANE_PLATFORM_TEST_SOURCES
+  tillvane/platform/linux/descriptor_watch_linux_test.cpp
+  tillvane/platform/linux/event_flush_linux_test.cpp
+  tillvane/platform/linux/event_handlers_linux_test.cpp
+  tillvane/platform/linux/event_linux_test.cpp
+  tillvane/platform/linux/event_loop_linux_test.cpp
+  tillvane/platform/linux/event_queue_linux_test.cpp
+  tillvane/platform/linux/foreign_loop_linux_test.cpp
+  tillvane/platform/linux/json_reader_linux_test.cpp
+  tillvane/platform/linux/known_folders_linux_test.cpp
+  tillvane/platform/linux/main_bundle_linux_test.cpp
+  tillvane/platform/linux/money_linux_test.cpp
+  tillvane/platform/linux/nested_loops_linux_test.cpp
+  tillvane/platform/linux/store_catalogue_linux_test.cpp
+  tillvane/platform/linux/store_ledger_files_linux_test.cpp
+  tillvane/platform/linux/store_ledger_linux_test.cpp
+  tillvane/platform/linux/store_service_linux_test.cpp
+)
+
+# Only the toolkit's and the bridge's own names leave the library.
+function(tillvane_platform_link target)
+  set(script ${PROJECT_SOURCE_DIR}/cmake/tillvane.map)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${script})
+  # clang leaves the sanitizers' own functions to the executable.
+  if(NOT TILLVANE_SANITIZE)
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+endfunction()
