@@ -1,0 +1,10 @@
+#pragma once
+
+/// \file
+/// Everything a host needs: the store bridge's C functions and the toolkit's classes.
+
+#include <tillvane/core/LEventQueue.h>
+#include <tillvane/core/LProcessEventsHandler.h>
+#include <tillvane/core/LProcessInterface.h>
+#include <tillvane/core/LSignalObject.h>
+#include <tillvane/store/TillvaneStore.h>
