@@ -1,0 +1,108 @@
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <tillvane/tillvane.h>
+
+namespace {
+
+int failures = 0;
+
+void Check(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "consumer: does not hold: %s\n", what);
+  ++failures;
+}
+
+#define CHECK(condition) Check(condition, #condition)
+
+/// A host's own process interface: keeps what it is told.
+class Reporter : public LProcessInterfaceVoid {
+ public:
+  void SetError(const char* text) override { std::snprintf(error, sizeof error, "%s", text); }
+  char error[64] = "";
+};
+
+void CheckSignals() {
+  LSignalObject signal;
+  CHECK(!signal.IsSignaled());
+  CHECK(!signal.WaitSignal(1));
+  signal.Signal();
+  signal.Signal();
+  CHECK(signal.IsSignaled());
+  CHECK(signal.WaitSignal(0xFFFFFFFF));
+  LSignalObject other;
+  CHECK(other.WaitSignalDual(signal, 0));
+  LSignalObjectGroup group;
+  group.Add(signal);
+  CHECK(group.Select(0));
+  signal.Reset();
+  CHECK(!signal.IsSignaled());
+  CHECK(!group.Select(0));
+}
+
+void CheckProcessInterface() {
+  LProcessInterfaceVoid process;
+  LSignalObject signal;
+  CHECK(!process.IsToStop());
+  CHECK(!process.ProcessWait(1));
+  CHECK(process.ProcessWaitSignal(signal, 1) == 2);
+  signal.Signal();
+  CHECK(process.ProcessWaitSignal(signal, 1) == 0);
+  Reporter reporter;
+  reporter.SetErrorF("%s %d", "error", 7);
+  CHECK(std::strcmp(reporter.error, "error 7") == 0);
+}
+
+void CheckWaitsThatPump() {
+  LProcessEventsHandlerNeverStop handler;
+  LSignalObject signal;
+  CHECK(!handler.IsProcessEventHandlerToStop());
+  CHECK(handler.ProcessWaitAndProcessEvents(5) == 0);
+  CHECK(handler.ProcessWaitSignalAndProcessEvents(signal, 5) == 2);
+  signal.Signal();
+  CHECK(handler.ProcessWaitSignalAndProcessEvents(signal, 60000) == 0);
+  CHECK(handler.ProcessWaitSignalForeverAndProcessEvents(signal) == 0);
+  CHECK(ProcessWaitSignalObjectAndProcessEvents(signal) == 0);
+  CHECK(ProcessWaitAndProcessEvents(1) == 0);
+}
+
+void CheckEventQueue() {
+  LProcessClearEventQueue();
+  CHECK(LEventQueueCount() == 0);
+  CHECK(LEventQueueDescriptor() >= 0);
+  CHECK(LEventQueuePost(1, 2, 1));
+  CHECK(!LEventQueuePost(1, 2, 3));
+  CHECK(LEventQueueCount() == 1);
+  CHECK(LEventQueueDrain());
+  CHECK(LEventQueueCount() == 0);
+  CHECK(!LProcessClearCurrentEvents());
+  LRunLoopEnter([](void*) {}, nullptr);
+  LRunLoopLeave();
+}
+
+void CheckStore(bool able_to_pay) {
+  LProcessInterfaceVoid process;
+  TillvaneManager* manager = TillvaneInit();
+  CHECK(manager != nullptr);
+  CHECK(TillvaneIsAbleToMakePayments(manager, process) == able_to_pay);
+  // Without a price there is nothing to buy.
+  CHECK(TillvanePurchaseApplication(manager, process, false) == 2);
+  TillvaneSetPurchaseConfirmation(nullptr, nullptr);
+  TillvaneDecideDeferredPurchases(true);
+  TillvaneDestroy(manager);
+  TillvaneDestroy(nullptr);
+}
+
+}  // namespace
+
+/// Uses a little of everything that the package offers. The one argument says whether payments are allowed: yes or no.
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  CheckSignals();
+  CheckProcessInterface();
+  CheckWaitsThatPump();
+  CheckEventQueue();
+  CheckStore(std::strcmp(argv[1], "yes") == 0);
+  return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
