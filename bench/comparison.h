@@ -1,0 +1,66 @@
+#pragma once
+
+/// \file
+/// Ours beside its peers: measured in one run, in interleaved repetitions, and printed as one table.
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+/// The body of one benchmark: runs on the main thread, loops over the state.
+using Body = std::function<void(benchmark::State&)>;
+
+struct Peer {
+  std::string name;
+  Body body;
+  double goal = 0;  ///< ours may take so many times what the peer takes; 0 for no goal
+};
+
+/// What a time is. A processor's time leaves out what else the machine does meanwhile: where nobody sleeps, it is what
+/// the clock on the wall would show on an idle machine.
+enum class Clock {
+  kThread,   ///< the main thread's time on a processor
+  kProcess,  ///< that of all its threads together
+  kWall,
+};
+
+/// One thing of ours and what others offer for the same work.
+struct Comparison {
+  std::string title;
+  std::vector<Clock> clocks;  ///< a table for each, of the same repetitions; the goals are the first one's
+  std::string name;           ///< of ours
+  Body body;
+  std::vector<Peer> peers;
+  int items = 1;  ///< so many in one pass of the body's loop; times are printed for one
+};
+
+struct Options {
+  bool quick = false;
+};
+
+/// What the run has shown of the goals so far.
+class Goals {
+ public:
+  void Note(const std::string& goal, bool met);
+  /// A measurement that gave no result: the run has failed.
+  void NoteFailure(const std::string& what);
+  void Print() const;
+  bool HasFailed() const { return !failures_.empty(); }
+
+ private:
+  std::vector<std::string> met_, missed_, failures_;
+};
+
+/// Prints the name of a family and the head of its table.
+void PrintHead(const std::string& family);
+
+/// Measures a comparison and prints its parts of the table.
+void Measure(const Comparison& comparison, const Options& options, Goals* goals);
+
+double Median(std::vector<double> values);
+
+}  // namespace bench

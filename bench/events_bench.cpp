@@ -1,0 +1,272 @@
+#include <glib.h>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <atomic>
+#include <barrier>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <tillvane/core/LEventQueue.h>
+#include <tillvane/core/LProcessEventsHandler.h>
+#include <tillvane/platform/event_queue.h>
+
+#include "cpu.h"
+#include "families.h"
+
+namespace bench {
+
+namespace {
+
+constexpr int kBatch = 1000;
+/// Of all posting threads together: long beside the moment that they need to start.
+constexpr int kPostersBatch = 12000;
+constexpr unsigned int kClass = 0x426E6368;  // 'Bnch'
+constexpr unsigned int kKind = 0x4576656E;   // 'Even'
+/// An event of this kind ends a timed pause.
+constexpr unsigned int kEndingKind = 3;
+constexpr double kAsioGoal = 0.6;
+constexpr double kInvokeGoal = 0.1;
+
+// What threads post to. Each has Post(), on any thread, after which the main thread adds one to `handled`; Run(n),
+// which dispatches what is queued until `handled` is n, and gives up when nothing is left; and most have RunWaiting(n),
+// which sleeps when nothing is left. Run and RunWaiting: main thread.
+
+class OurQueue {
+ public:
+  ~OurQueue() { platform::RemoveEventHandler(handler_); }
+  void Post() { LEventQueuePost(kClass, kKind, platform::kStandardPriority); }
+  void Run(int n) {
+    while (handled < n && ReceiveAndDispatch(0)) {
+    }
+  }
+  void RunWaiting(int n) {
+    while (handled < n) ReceiveAndDispatch(1);
+  }
+
+  int handled = 0;
+
+ private:
+  static bool Handle(platform::Event*, void* queue) {
+    ++static_cast<OurQueue*>(queue)->handled;
+    return true;
+  }
+  static bool ReceiveAndDispatch(double seconds) {
+    platform::Event* event = nullptr;
+    if (platform::ReceiveEvent(seconds, &event) != platform::Received::kEvent) return false;
+    platform::DispatchEvent(event);
+    platform::ReleaseEvent(event);
+    return true;
+  }
+
+  platform::EventHandler* handler_ = platform::InstallEventHandler(kClass, kKind, Handle, this);
+};
+
+/// Dispatched by the public call that empties the queue.
+class OurQueueCleared : public OurQueue {
+ public:
+  void Run(int) { LProcessClearEventQueue(); }
+};
+
+/// Dispatched by the public timed wait, which one more event ends. It reads the clock and asks whether to stop after
+/// every event, as it has to.
+class OurQueueInAWait : public OurQueue {
+ public:
+  void Run(int) {
+    LEventQueuePost(kClass, kEndingKind, platform::kStandardPriority);
+    ProcessWaitAndProcessEvents(60000);
+  }
+};
+
+class AsioQueue {
+ public:
+  void Post() {
+    asio::post(context_, [this] {
+      if (++handled == target_) context_.stop();
+    });
+  }
+  void Run(int n) {
+    while (handled < n && context_.poll() > 0) {
+    }
+  }
+  void RunWaiting(int n) {
+    target_ = n;
+    context_.restart();
+    context_.run();
+  }
+
+  int handled = 0;
+
+ private:
+  /// One thread runs it, and it is told so: its fastest form that other threads may post to.
+  asio::io_context context_{1};
+  asio::executor_work_guard<asio::io_context::executor_type> work_ = asio::make_work_guard(context_);
+  int target_ = -1;
+};
+
+/// A main loop of GLib's over a context.
+class GlibQueue {
+ public:
+  explicit GlibQueue(GMainContext* context) : context_(context) {}
+  ~GlibQueue() { g_main_context_unref(context_); }
+  GlibQueue(const GlibQueue&) = delete;
+  GlibQueue& operator=(const GlibQueue&) = delete;
+  void Run(int n) {
+    while (handled < n && g_main_context_iteration(context_, FALSE)) {
+    }
+  }
+  void RunWaiting(int n) {
+    while (handled < n) g_main_context_iteration(context_, TRUE);
+  }
+
+  int handled = 0;
+
+ protected:
+  static gboolean Handle(gpointer queue) {
+    ++static_cast<GlibQueue*>(queue)->handled;
+    return G_SOURCE_REMOVE;
+  }
+
+  GMainContext* const context_;
+};
+
+/// The context is no thread's default one, and the posting thread never owns it: every call is queued, none runs inside
+/// g_main_context_invoke_full.
+class InvokeQueue : public GlibQueue {
+ public:
+  InvokeQueue() : GlibQueue(g_main_context_new()) {}
+  void Post() {
+    g_main_context_invoke_full(context_, G_PRIORITY_DEFAULT, Handle, static_cast<GlibQueue*>(this), nullptr);
+  }
+};
+
+class IdleQueue : public GlibQueue {
+ public:
+  IdleQueue() : GlibQueue(g_main_context_ref(g_main_context_default())) {}
+  void Post() { g_idle_add(Handle, static_cast<GlibQueue*>(this)); }
+};
+
+/// Threads on one processor that post so many events each at every Go().
+template <class Queue>
+class Posters {
+ public:
+  Posters(Queue& queue, int threads, int each, int cpu) : start_(threads + 1) {
+    for (int i = 0; i < threads; ++i) threads_.emplace_back([this, &queue, each, cpu] { Run(queue, each, cpu); });
+  }
+  ~Posters() {
+    ending_ = true;
+    Go();
+    for (std::thread& thread : threads_) thread.join();
+  }
+  Posters(const Posters&) = delete;
+  Posters& operator=(const Posters&) = delete;
+
+  void Go() { start_.arrive_and_wait(); }
+
+ private:
+  void Run(Queue& queue, int each, int cpu) {
+    const Pinned pinned(cpu);
+    for (;;) {
+      start_.arrive_and_wait();
+      if (ending_) return;
+      for (int i = 0; i < each; ++i) queue.Post();
+    }
+  }
+
+  std::barrier<> start_;
+  std::atomic<bool> ending_{false};
+  std::vector<std::thread> threads_;
+};
+
+/// The main thread posts a batch, then dispatches it.
+template <class Queue, int kEvents>
+void FromMainThread(benchmark::State& state) {
+  Queue queue;
+  for (auto _ : state) {
+    queue.handled = 0;
+    for (int i = 0; i < kEvents; ++i) queue.Post();
+    queue.Run(kEvents);
+    if (queue.handled != kEvents) {
+      state.SkipWithError("not every event was dispatched");
+      break;
+    }
+  }
+}
+
+struct Place {
+  int main_cpu, poster_cpu;
+};
+
+/// Other threads post while the main thread dispatches.
+template <class Queue>
+Body FromThreads(int threads, Place place) {
+  return [=](benchmark::State& state) {
+    const Pinned pinned(place.main_cpu);
+    if (pinned.HasFailed()) state.SkipWithError("the system refused to pin the thread");
+    Queue queue;
+    Posters<Queue> posters(queue, threads, kPostersBatch / threads, place.poster_cpu);
+    for (auto _ : state) {
+      queue.handled = 0;
+      posters.Go();
+      queue.RunWaiting(kPostersBatch);
+    }
+  };
+}
+
+std::vector<Peer> PeersOf(bool have_goals, Body asio, Body invoke, Body idle) {
+  return {{"asio::post", std::move(asio), have_goals ? kAsioGoal : 0},
+          {"g_main_context_invoke_full", std::move(invoke), have_goals ? kInvokeGoal : 0},
+          {"g_idle_add", std::move(idle)}};
+}
+
+template <class Queue, int kEvents>
+Comparison MainThreadPosts(const char* title, const char* name, bool has_goals) {
+  return {title,
+          {Clock::kThread},
+          name,
+          FromMainThread<Queue, kEvents>,
+          PeersOf(has_goals, FromMainThread<AsioQueue, kEvents>, FromMainThread<InvokeQueue, kEvents>,
+                  FromMainThread<IdleQueue, kEvents>),
+          kEvents};
+}
+
+Comparison ThreadsPost(const char* title, int threads, Place place) {
+  const bool one_core = place.main_cpu == place.poster_cpu;
+  return {title,
+          one_core ? std::vector{Clock::kProcess} : std::vector{Clock::kProcess, Clock::kWall},
+          "LEventQueuePost, receive, dispatch",
+          FromThreads<OurQueue>(threads, place),
+          PeersOf(one_core, FromThreads<AsioQueue>(threads, place), FromThreads<InvokeQueue>(threads, place),
+                  FromThreads<IdleQueue>(threads, place)),
+          kPostersBatch};
+}
+
+std::vector<Comparison> MainThreadPostings() {
+  const char* const receive = "LEventQueuePost, receive, dispatch";
+  const char* const clear = "LEventQueuePost, LProcessClearEventQueue";
+  const char* const wait = "LEventQueuePost, ProcessWaitAndProcessEvents";
+  return {MainThreadPosts<OurQueue, kBatch>("one thread, 1000 posted, then dispatched", receive, true),
+          MainThreadPosts<OurQueueCleared, kBatch>("one thread, 1000 posted, then the queue cleared", clear, true),
+          MainThreadPosts<OurQueueInAWait, kBatch>("one thread, 1000 posted, then a timed wait", wait, false),
+          MainThreadPosts<OurQueue, 1>("one thread, one event at a time", receive, true)};
+}
+
+}  // namespace
+
+void RunEventsFamily(const Options& options, Goals* goals) {
+  const std::vector<int> cpus = AllowedCpus();
+  PrintHead("events");
+  for (const Comparison& comparison : MainThreadPostings()) Measure(comparison, options, goals);
+  if (cpus.empty()) return goals->NoteFailure("events: which processors there are");
+  const Place one_core{cpus[0], cpus[0]};
+  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, goals);
+  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, goals);
+  if (cpus.size() == 1) return;
+  const Place two_cores{cpus[0], cpus[1]};
+  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, goals);
+  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, goals);
+}
+
+}  // namespace bench
