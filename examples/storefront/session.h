@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "script.h"
+
+namespace storefront {
+
+class HostProcess;
+class ProgressLine;
+
+/// Runs a script to its end, to a "quit" or to Ctrl-C.
+/// \return false when a step failed
+bool RunScript(HostProcess& process, ProgressLine& progress, const std::string& base, const std::vector<Step>& steps);
+
+/// Asks at the keyboard what to do, until q, the end of input or Ctrl-C.
+void RunMenu(HostProcess& process, ProgressLine& progress, const std::string& base);
+
+}  // namespace storefront
