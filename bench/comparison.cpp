@@ -120,6 +120,13 @@ double Median(std::vector<double> values) {
   return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
+double Percentile(std::vector<double> values, double percent) {
+  if (values.empty()) return 0;
+  std::sort(values.begin(), values.end());
+  const double rank = percent / 100 * static_cast<double>(values.size() - 1);
+  return values[static_cast<std::size_t>(rank + 0.5)];
+}
+
 void Goals::Note(const std::string& goal, bool met) { (met ? met_ : missed_).push_back(goal); }
 
 void Goals::NoteFailure(const std::string& what) { failures_.push_back(what); }

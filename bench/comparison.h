@@ -63,4 +63,7 @@ void Measure(const Comparison& comparison, const Options& options, Goals* goals)
 
 double Median(std::vector<double> values);
 
+/// The value that so many in a hundred do not exceed; 0 of none.
+double Percentile(std::vector<double> values, double percent);
+
 }  // namespace bench

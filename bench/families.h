@@ -10,6 +10,9 @@ void RunSignalFamily(const Options& options, Goals* goals);
 /// The event queue beside GLib's and asio's.
 void RunEventsFamily(const Options& options, Goals* goals);
 
+/// Threads beside std::thread and bare ones.
+void RunThreadsFamily(const Options& options, Goals* goals);
+
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);
 

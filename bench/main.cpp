@@ -15,6 +15,7 @@ struct Family {
 constexpr Family kFamilies[] = {
     {"signal", bench::RunSignalFamily},
     {"events", bench::RunEventsFamily},
+    {"threads", bench::RunThreadsFamily},
     {"tick", bench::RunTickFamily},
 };
 

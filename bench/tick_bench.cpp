@@ -93,13 +93,6 @@ bool RestoreInWait(SandboxShop& shop, gint64 end_us) {
   return true;
 }
 
-double Percentile(std::vector<double> values, double percent) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  const double rank = percent / 100 * static_cast<double>(values.size() - 1);
-  return values[static_cast<std::size_t>(rank + 0.5)];
-}
-
 std::vector<double> AllGaps(const Phase& phase) {
   std::vector<double> all;
   for (const auto& round : phase.rounds) all.insert(all.end(), round.begin(), round.end());

@@ -3,8 +3,13 @@
 /// \file
 /// Everything a host needs: the store bridge's C functions and the toolkit's classes.
 
+#include <tillvane/core/LDetachedThread.h>
 #include <tillvane/core/LEventQueue.h>
+#include <tillvane/core/LList.h>
 #include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LProcessInterface.h>
+#include <tillvane/core/LProcessRun.h>
 #include <tillvane/core/LSignalObject.h>
+#include <tillvane/core/LThread.h>
 #include <tillvane/store/TillvaneStore.h>
+#include <tillvane/text/LStringLong.h>

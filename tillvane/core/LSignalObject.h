@@ -74,6 +74,10 @@ class TILLVANE_API LSignalObjectGroup {
 
  private:
   friend struct LSignalObjectGroupLayout;
+  friend class LThread;
+
+  int SelectInPlace(unsigned int ms);
+  bool Has(LSignalObjectRef ref) const;
 
   fd_set members_;
   int highest_;

@@ -1,5 +1,7 @@
 #include <tillvane/core/poll_for.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <climits>
 
 namespace core {
@@ -16,6 +18,21 @@ int PollFor(pollfd* descriptors, unsigned int count, unsigned int ms) {
     ms -= longest;
   }
   return poll(descriptors, number, static_cast<int>(ms));
+}
+
+int PollReadable(pollfd* descriptors, unsigned int count, unsigned int ms) {
+  const auto fail = [] {
+    errno = EBADF;
+    return -1;
+  };
+  pollfd* const end = descriptors + count;
+  // poll passes over a negative descriptor, and would sleep.
+  if (std::any_of(descriptors, end, [](const pollfd& one) { return one.fd < 0; })) return fail();
+  const int ready = PollFor(descriptors, count, ms);
+  if (ready > 0 && std::any_of(descriptors, end, [](const pollfd& one) { return (one.revents & POLLNVAL) != 0; })) {
+    return fail();
+  }
+  return ready;
 }
 
 }  // namespace core

@@ -33,22 +33,13 @@ timeval* SelectTimeout(unsigned int ms, timeval& storage) {
   return &storage;
 }
 
-/// One poll over read ends, with the answers of `select`: a bad descriptor among them fails the whole wait at once, a
-/// hang-up is readable, an interrupted wait counts as signalled so that the caller's loop looks at its own state again.
+/// An interrupted wait counts as signalled, so that the caller's loop looks at its own state again.
 template <std::size_t N>
 bool WaitReadable(const std::array<int, N>& read_ends, unsigned int ms) {
   std::array<pollfd, N> polled;
-  for (std::size_t i = 0; i < N; ++i) {
-    // poll passes over a negative descriptor, and would sleep.
-    if (read_ends[i] < 0) return false;
-    polled[i] = {read_ends[i], POLLIN, 0};
-  }
-  const int ready = core::PollFor(polled.data(), N, ms);
-  if (ready < 0) return errno == EINTR;
-  for (const pollfd& one : polled) {
-    if ((one.revents & POLLNVAL) != 0) return false;
-  }
-  return ready > 0;
+  for (std::size_t i = 0; i < N; ++i) polled[i] = {read_ends[i], POLLIN, 0};
+  const int ready = core::PollReadable(polled.data(), N, ms);
+  return ready > 0 || (ready < 0 && errno == EINTR);
 }
 
 }  // namespace
@@ -73,12 +64,11 @@ void LSignalObjectRef::Reset() {
 
 bool LSignalObjectRef::IsSignaled() const {
   pollfd read_end{filedes[0], POLLIN, 0};
-  if (read_end.fd < 0) return false;
   // A pending signal handler interrupts even a poll that does not wait; here that would be a wrong answer.
   int ready;
-  do ready = core::PollFor(&read_end, 1, 0);
+  do ready = core::PollReadable(&read_end, 1, 0);
   while (ready < 0 && errno == EINTR);
-  return ready > 0 && (read_end.revents & POLLNVAL) == 0;
+  return ready > 0;
 }
 
 bool LSignalObjectRef::WaitSignal(unsigned int ms) const { return WaitReadable(std::array{filedes[0]}, ms); }
@@ -133,4 +123,14 @@ bool LSignalObjectGroup::Select(unsigned int ms) const {
   timeval storage;
   // Unlike a wait for one object, an interrupted one is a failure here.
   return select(highest_ + 1, &ready_set, nullptr, nullptr, SelectTimeout(ms, storage)) > 0;
+}
+
+int LSignalObjectGroup::SelectInPlace(unsigned int ms) {
+  timeval storage;
+  return select(highest_ + 1, &members_, nullptr, nullptr, SelectTimeout(ms, storage));
+}
+
+bool LSignalObjectGroup::Has(LSignalObjectRef ref) const {
+  const int descriptor = ref.filedes[0];
+  return FitsSet(descriptor) && FD_ISSET(descriptor, &members_);
 }

@@ -1,0 +1,94 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <tillvane/text/LStringLong.h>
+
+// The fields have the order and the widths that binary hosts know.
+struct LStringLongLayout {
+  static_assert(offsetof(LStringLong, buffer_) == 0);
+  static_assert(offsetof(LStringLong, length_) == sizeof(void*));
+  static_assert(offsetof(LStringLong, capacity_) == sizeof(void*) + 4);
+  static_assert(sizeof(LStringLong) == sizeof(void*) + 8);
+};
+
+namespace {
+
+/// A size that the 32-bit fields can hold.
+unsigned int Fitting(unsigned long size) {
+  if (size > std::numeric_limits<unsigned int>::max()) throw std::bad_alloc();
+  return static_cast<unsigned int>(size);
+}
+
+}  // namespace
+
+template <class T>
+LStringLongTemplate<T>::LStringLongTemplate(LStringLongTemplate&& other) noexcept
+    : buffer_(std::exchange(other.buffer_, nullptr)),
+      length_(std::exchange(other.length_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)) {}
+
+template <class T>
+LStringLongTemplate<T>& LStringLongTemplate<T>::operator=(LStringLongTemplate&& other) noexcept {
+  std::swap(buffer_, other.buffer_);
+  std::swap(length_, other.length_);
+  std::swap(capacity_, other.capacity_);
+  return *this;
+}
+
+template <class T>
+LStringLongTemplate<T>::~LStringLongTemplate() {
+  delete[] buffer_;
+}
+
+template <class T>
+const T* LStringLongTemplate<T>::c_str() const {
+  static constexpr T empty[1] = {};
+  return buffer_ != nullptr ? buffer_ : empty;
+}
+
+template <class T>
+void LStringLongTemplate<T>::GrowToSize(unsigned long size) {
+  if (capacity_ >= size) return;
+  const unsigned int fitting = Fitting(size);
+  auto grown = std::make_unique_for_overwrite<T[]>(fitting);
+  std::copy_n(c_str(), length_, grown.get());
+  grown[length_] = 0;
+  delete[] std::exchange(buffer_, grown.release());
+  capacity_ = fitting;
+}
+
+template <class T>
+T* LStringLongTemplate<T>::Append(const T* text) requires(sizeof(T) == 1) {
+  const std::size_t added = std::strlen(text);
+  const unsigned long size = length_ + added + 1;
+  if (capacity_ >= size) {
+    std::memmove(buffer_ + length_, text, added);
+  } else {
+    // The old buffer stays until the text, which may lie in it, is copied.
+    LStringLongTemplate grown;
+    grown.GrowToSize(size);
+    std::copy_n(c_str(), length_, grown.buffer_);
+    std::copy_n(text, added, grown.buffer_ + length_);
+    grown.length_ = length_;
+    *this = std::move(grown);
+  }
+  length_ += static_cast<unsigned int>(added);
+  buffer_[length_] = 0;
+  return buffer_;
+}
+
+template <class T>
+LStringLongTemplate<T>& LStringLongTemplate<T>::operator=(const T* text) requires(sizeof(T) == 1) {
+  LStringLongTemplate copy;
+  copy.Append(text);
+  return *this = std::move(copy);
+}
+
+template class LStringLongTemplate<char>;
+template class LStringLongTemplate<wchar_t>;
+template class LStringLongTemplate<unsigned short>;
