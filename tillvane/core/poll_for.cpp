@@ -4,6 +4,8 @@
 #include <cerrno>
 #include <climits>
 
+#include <tillvane/core/signal_edges.h>
+
 namespace core {
 
 int PollFor(pollfd* descriptors, unsigned int count, unsigned int ms) {
@@ -31,6 +33,9 @@ int PollReadable(pollfd* descriptors, unsigned int count, unsigned int ms) {
   const int ready = PollFor(descriptors, count, ms);
   if (ready > 0 && std::any_of(descriptors, end, [](const pollfd& one) { return (one.revents & POLLNVAL) != 0; })) {
     return fail();
+  }
+  for (const pollfd* one = descriptors; one != end; ++one) {
+    if (one->revents != 0) NoteSignalSeen(one->fd);
   }
   return ready;
 }

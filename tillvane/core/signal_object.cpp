@@ -7,6 +7,7 @@
 
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/core/poll_for.h>
+#include <tillvane/core/signal_edges.h>
 #include <tillvane/platform/pipe.h>
 
 static_assert(sizeof(LSignalObjectRef) == 2 * sizeof(int) && sizeof(LSignalObject) == 2 * sizeof(int));
@@ -47,6 +48,7 @@ bool WaitReadable(const std::array<int, N>& read_ends, unsigned int ms) {
 void LSignalObjectRef::Signal() const noexcept {
   const int kept = errno;
   const unsigned char one = 1;
+  [[maybe_unused]] const core::SignalEdge edge(filedes[0]);
   // A full pipe refuses the byte, and is signalled all the same.
   [[maybe_unused]] const ssize_t written = write(filedes[1], &one, 1);
   errno = kept;
