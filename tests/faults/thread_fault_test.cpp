@@ -4,10 +4,15 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <stdio.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -19,7 +24,11 @@
 
 namespace {
 
-std::atomic<bool> no_threads{false}, no_pipes{false}, no_shell{false};
+std::atomic<bool> no_threads{false}, no_pipes{false}, no_shell{false}, no_priorities{false};
+// What happens inside of a call, while it is set.
+std::function<void()> in_pthread_create, in_write;
+// How long a new thread takes before it begins.
+std::atomic<int> slow_start_ms{0};
 std::atomic<int> pclose_error{0};
 
 template <class Function>
@@ -38,7 +47,30 @@ T Fail(int error, T answer) {
 extern "C" {
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* data) noexcept {
-  return no_threads ? EAGAIN : Next(&pthread_create, "pthread_create")(thread, attributes, entry, data);
+  if (in_pthread_create) in_pthread_create();
+  if (no_threads) return EAGAIN;
+  const auto next = Next(&pthread_create, "pthread_create");
+  if (slow_start_ms == 0) return next(thread, attributes, entry, data);
+  struct Delayed {
+    void* (*entry)(void*);
+    void* data;
+  };
+  const auto begin = [](void* delayed) -> void* {
+    const Delayed copy = *static_cast<Delayed*>(delayed);
+    delete static_cast<Delayed*>(delayed);
+    support::SleepMs(slow_start_ms);
+    return copy.entry(copy.data);
+  };
+  return next(thread, attributes, begin, new Delayed{entry, data});
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size) {
+  if (const auto function = std::exchange(in_write, {})) function();
+  return Next(&write, "write")(descriptor, bytes, size);
+}
+
+int setpriority(__priority_which_t which, id_t who, int nice) noexcept {
+  return no_priorities ? Fail(EACCES, -1) : Next(&setpriority, "setpriority")(which, who, nice);
 }
 
 int pipe2(int ends[2], int flags) noexcept { return no_pipes ? Fail(EMFILE, -1) : Next(&pipe2, "pipe2")(ends, flags); }
@@ -87,6 +119,73 @@ TEST(ThreadFaults, AStartWithoutAThreadAnswersAsAlways) {
   // The next one works.
   thread.Start(kOrdinaryPriority);
   EXPECT_TRUE(thread.IsRunning());
+}
+
+TEST(ThreadFaults, NobodyWaitsForAThreadThatCouldNotBeMade) {
+  FunctionThread thread(SleepUntilStopped);
+  const Without threads(no_threads);
+  std::vector<std::thread> others;
+  in_pthread_create = [&] {
+    EXPECT_TRUE(thread.IsRunning());
+    others.emplace_back([&] { EXPECT_EQ(thread.SetPriority(kOrdinaryPriority), ESRCH); });
+    others.emplace_back([&] { thread.StopThreadAndWait(); });
+    others.emplace_back([&] { thread.JoinThread(); });
+    support::SleepMs(20);
+  };
+  // Once: the others are threads too.
+  in_pthread_create = [function = std::exchange(in_pthread_create, {})] {
+    const auto once = function;
+    in_pthread_create = {};
+    no_threads = false;
+    once();
+    no_threads = true;
+  };
+  EXPECT_EQ(thread.Start(kOrdinaryPriority), 0);
+  for (std::thread& other : others) other.join();
+  EXPECT_FALSE(thread.EndedSignal().IsSignaled());
+}
+
+TEST(ThreadFaults, APriorityThatCannotBeGivenIsTheAnswer) {
+  const Without priorities(no_priorities);
+  FunctionThread thread(SleepUntilStopped);
+  EXPECT_EQ(thread.Start(kOrdinaryPriority), 0);
+  EXPECT_TRUE(thread.IsRunning());
+  EXPECT_EQ(thread.SetPriority(kOrdinaryPriority), EACCES);
+  std::atomic<int> alive{0};
+  LDetachedThreadsOwner owner;
+  auto* const detached = new DetachedFunction(alive, SleepUntilStopped);
+  owner.Add(detached);
+  EXPECT_EQ(detached->StartDetached(owner, kOrdinaryPriority), EACCES);
+  EXPECT_EQ(alive, 1) << "it was started all the same";
+}
+
+TEST(ThreadFaults, ARestartWaitsForTheNewThreadToBegin) {
+  class Noting : public FunctionThread {
+   public:
+    using FunctionThread::FunctionThread;
+    int ProcessWaitSignal(LSignalObjectRef signal, unsigned int ms) override {
+      was_signalled = signal.IsSignaled();
+      return FunctionThread::ProcessWaitSignal(signal, ms);
+    }
+    bool was_signalled = true;
+  };
+  Noting thread([](LThread&) {});
+  slow_start_ms = 50;
+  for (int i = 0; i < 2; ++i) {
+    thread.Start(kOrdinaryPriority);
+    EXPECT_FALSE(thread.was_signalled) << "start " << i;
+    thread.JoinThread();
+  }
+  slow_start_ms = 0;
+}
+
+TEST(ThreadFaults, ARequestThatMeetsAStartIsSeenByAllOrByNobody) {
+  FunctionThread thread(SleepUntilStopped);
+  // Between the mark and the signal: a start that forgets both.
+  in_write = [&] { thread.Start(kOrdinaryPriority); };
+  thread.StopThreadSoon();
+  EXPECT_TRUE(thread.ProcessWait(0));
+  EXPECT_TRUE(thread.IsToStop());
 }
 
 TEST(ThreadFaults, ADetachedThreadThatCannotBeMadeStaysItsOwners) {

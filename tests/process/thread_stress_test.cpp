@@ -111,7 +111,11 @@ TEST(ThreadStress, AThreadEndsWhileItIsDestroyed) {
 }
 
 TEST(ThreadStress, AThreadEndsWhileOthersStartStopJoinAndRankIt) {
-  FunctionThread thread([](LThread&) {});
+  std::atomic<int> at_once{0};
+  FunctionThread thread([&](LThread&) {
+    EXPECT_EQ(++at_once, 1);
+    --at_once;
+  });
   std::vector<std::thread> others;
   const auto repeat = [&](void (*act)(LThread&)) {
     others.emplace_back([&thread, act] {
@@ -126,6 +130,25 @@ TEST(ThreadStress, AThreadEndsWhileOthersStartStopJoinAndRankIt) {
   }
   for (std::thread& other : others) other.join();
   thread.StopThreadAndWait();
+  EXPECT_GT(thread.runs, 0);
+}
+
+// Each of them waits for the thread that it has asked to stop, and not for one that was started since.
+TEST(ThreadStress, OneStartsWhatOthersStop) {
+  FunctionThread thread(SleepUntilStopped);
+  std::atomic<bool> over{false};
+  std::thread starter([&] {
+    while (!over) thread.Start(kOrdinaryPriority);
+  });
+  std::vector<std::thread> stoppers;
+  for (int i = 0; i < 2; ++i) {
+    stoppers.emplace_back([&] {
+      for (int round = 0; round < Rounds(kRequests); ++round) thread.StopThreadAndWait();
+    });
+  }
+  for (std::thread& stopper : stoppers) stopper.join();
+  over = true;
+  starter.join();
   EXPECT_GT(thread.runs, 0);
 }
 

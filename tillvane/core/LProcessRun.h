@@ -8,7 +8,10 @@
 ///
 /// Make it with `new`, set the command, start a thread of any kind with ProcessRunThreadCallback. Wait for `done` as
 /// long as you like, read the answer if it was signalled, then signal `release` in any case: from then on the thread
-/// deletes the data, and nobody else may touch it. Data whose `release` has no descriptors (EMFILE) stays the caller's.
+/// deletes the data, and nobody else may touch it.
+///
+/// In a process that is out of descriptors (EMFILE) the signals may have none. Without those of `done` nobody learns of
+/// the answer: do not start a thread then. Without those of `release` the data stays the caller's after the answer.
 struct TILLVANE_API ProcessRunData {
   /// For `/bin/sh -c`, in the system's encoding.
   LStringLong command;

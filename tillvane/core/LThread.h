@@ -30,7 +30,7 @@ class TILLVANE_API LThread : public LProcessInterface {
   bool IsToStop() override;
 
   /// Pauses until the thread has ended or is asked to stop. For the thread itself: a pause that a stop request ends.
-  /// \return true when one of both came (or an interruption), false when the time passed
+  /// \return true when one of both came (or an interruption), false when the time passed, or at once when it failed
   bool ProcessWait(unsigned int ms) override;
 
   /// Waits for a signal object.
@@ -51,7 +51,9 @@ class TILLVANE_API LThread : public LProcessInterface {
   virtual void ThreadFunction() = 0;
 
   /// Starts the thread, unless it runs: forgets earlier stop requests, and returns when the thread is there and has its
-  /// priority. A thread that could not be made is not reported; IsRunning() tells.
+  /// priority. It waits for that through ProcessWaitSignal(), holding a lock that a detached thread's owner takes too:
+  /// an override does not call that owner. A thread that could not be made is not reported: after it JoinThread()
+  /// returns and EndedSignal() is not signalled.
   /// \param priority as SetPriority; whether it could be given is not reported either
   /// \return 0
   int Start(int priority);
@@ -82,28 +84,38 @@ class TILLVANE_API LThread : public LProcessInterface {
   friend class LDetachedThread;
   friend class LDetachedThreadsOwner;
 
+  /// A running thread that somebody is going to wait for: `run` is 0 when there was none, and `handle` when somebody
+  /// else joins it.
+  struct Taken {
+    pthread_t handle;
+    unsigned int run;
+  };
+
   static void* ThreadCallback(void* data);
   int Create(void* (*entry)(void*));
   void ForgetSignals();
   void Run();
-  void End();
-  pthread_t TakeHandle();
-  void Join(pthread_t handle);
+  void EndLocked();
+  Taken Take();
+  void Join(const Taken& taken);
+  void StopAndJoin(const Taken& taken);
 
-  // The thread itself clears what says that it runs, under the state lock. Whoever is going to join it takes the handle
-  // under that lock before; a thread that still finds its handle there detaches itself.
-  std::atomic<pthread_t> handle_{0};
-  std::atomic<unsigned int> port_;
+  // What says that the thread runs is guarded by the state lock, and cleared by the thread itself. Whoever is going to
+  // join it marks it as taken before; a thread that nobody has taken detaches itself.
+  pthread_t handle_ = 0;
+  unsigned int port_;
   int priority_ = 0;
   std::atomic<bool> running_{false};
   // In the room that is left before the signals.
   std::atomic<bool> stop_requested_{false};
-  bool was_started_ = false;
+  bool taken_ = false;
   LSignalObject stop_;
   LSignalObject ended_;
   LSignalObject started_;
   pthread_mutex_t start_lock_;
   pthread_mutex_t state_lock_;
+  pthread_cond_t state_changed_;
+  unsigned int run_ = 0;  ///< counts the threads that this object has had
 };
 
 /// Is the calling thread the one that the process began with? Any thread.

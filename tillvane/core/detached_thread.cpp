@@ -68,7 +68,7 @@ void LDetachedThreadsOwner::StopThreadsNow() {
   StopThreadsSoon();
   for (;;) {
     LDetachedThread* thread;
-    pthread_t handle;
+    LThread::Taken taken;
     {
       const MutexGuard guard(list_lock_);
       LListIterator<LDetachedThread> first(threads_);
@@ -77,36 +77,37 @@ void LDetachedThreadsOwner::StopThreadsNow() {
         while (leaving_ > 0) pthread_cond_wait(&all_left_, &list_lock_);
         return;
       }
-      handle = TakeHandleOf(thread);
+      taken = TakeOut(thread);
     }
-    StopAndDelete(thread, handle);
+    thread->StopAndJoin(taken);
+    Delete(thread);
   }
 }
 
 void LDetachedThreadsOwner::Destruct(LDetachedThread* thread) {
-  pthread_t handle;
+  LThread::Taken taken;
   {
     const MutexGuard guard(list_lock_);
     if (!threads_.Remove(thread)) return;
-    handle = TakeHandleOf(thread);
+    taken = TakeOut(thread);
   }
-  StopAndDelete(thread, handle);
+  // Before its destructor begins: the thread's function never sees members that are gone.
+  thread->StopAndJoin(taken);
+  Delete(thread);
 }
 
-/// In one step with leaving the list: a thread that ends by itself is in the list and has a handle, or is neither. The
-/// start lock waits for a StartDetached that is not done with the object.
-pthread_t LDetachedThreadsOwner::TakeHandleOf(LDetachedThread* thread) {
+/// In one step with leaving the list: a thread that ends by itself is in the list and runs, or is neither. The start
+/// lock waits for a StartDetached that is not done with the object.
+LThread::Taken LDetachedThreadsOwner::TakeOut(LDetachedThread* thread) {
+  ++leaving_;
   const MutexGuard guard(thread->start_lock_);
-  return thread->TakeHandle();
+  return thread->Take();
 }
 
-/// Joined before its destructor begins, the thread's function never sees members that are gone.
-void LDetachedThreadsOwner::StopAndDelete(LDetachedThread* thread, pthread_t handle) {
-  if (handle != 0) {
-    thread->StopThreadSoon();
-    pthread_join(handle, nullptr);
-  }
+void LDetachedThreadsOwner::Delete(LDetachedThread* thread) {
   delete thread;
+  const MutexGuard guard(list_lock_);
+  if (--leaving_ == 0) pthread_cond_broadcast(&all_left_);
 }
 
 /// The end of a thread whose function has returned, on that thread. In one step it ends and leaves the list, and then
@@ -116,12 +117,11 @@ void LDetachedThreadsOwner::Leave(LDetachedThread* thread) {
     const MutexGuard guard(list_lock_);
     const bool is_mine = threads_.Remove(thread);
     const MutexGuard start_guard(thread->start_lock_);
+    const MutexGuard state_guard(thread->state_lock_);
+    thread->EndLocked();
     thread->StopThreadSoon();
-    thread->End();
     if (!is_mine) return;
     ++leaving_;
   }
-  delete thread;
-  const MutexGuard guard(list_lock_);
-  if (--leaving_ == 0) pthread_cond_broadcast(&all_left_);
+  Delete(thread);
 }

@@ -1,3 +1,5 @@
+#include <pthread.h>
+
 #include <atomic>
 #include <cerrno>
 #include <functional>
@@ -142,12 +144,26 @@ TEST_F(Detached, OneThatRunsIsNotStartedAgain) {
   own.StopThreadAndWait();
 }
 
-TEST_F(Detached, ThePriorityThatCannotBeGivenIsTheAnswer) {
-  // Ended before it could get one, or there and given one.
-  const int answer = Make(Return)->StartDetached(owner_, kOrdinaryPriority - 1);
-  EXPECT_TRUE(answer == 0 || answer == ESRCH) << answer;
+TEST_F(Detached, AFunctionMayEndItsThreadItself) {
+  auto* const thread = Make([](LThread&) { pthread_exit(nullptr); });
+  ASSERT_EQ(thread->StartDetached(owner_, kOrdinaryPriority), 0);
+  EXPECT_TRUE(WaitUntil([this] { return alive_ == 0; }));
+}
+
+// Whoever stops all is told of none that somebody else is still about to delete.
+TEST_F(Detached, StopThreadsNowWaitsForWhatSomebodyElseDeletes) {
+  std::atomic<bool> stopping{false};
+  auto* const slow = Make([&](LThread& self) {
+    SleepUntilStopped(self);
+    stopping = true;
+    support::SleepMs(50);
+  });
+  ASSERT_EQ(slow->StartDetached(owner_, kOrdinaryPriority), 0);
+  std::thread other([&] { owner_.Destruct(slow); });
+  ASSERT_TRUE(WaitUntil([&] { return stopping.load(); }));
   owner_.StopThreadsNow();
-  EXPECT_EQ(runs_, 1);
+  EXPECT_EQ(alive_, 0);
+  other.join();
 }
 
 }  // namespace

@@ -38,10 +38,11 @@ void Run(ProcessRunData& data) {
 
 void* ProcessRunThreadCallback(void* data) {
   std::unique_ptr<ProcessRunData> run(static_cast<ProcessRunData*>(data));
+  // Whoever asked cannot give it back: it is no more this thread's once the answer is there.
+  const bool stays_the_callers = run->release.filedes[0] < 0;
   Run(*run);
   run->done.Signal();
-  if (run->release.filedes[0] < 0) {
-    // Whoever asked cannot give it back.
+  if (stays_the_callers) {
     [[maybe_unused]] const ProcessRunData* const kept = run.release();
     return nullptr;
   }

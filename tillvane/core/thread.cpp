@@ -1,9 +1,9 @@
 #include <poll.h>
-#include <sched.h>
 
 #include <array>
 #include <cerrno>
 #include <cstddef>
+#include <utility>
 
 #include <tillvane/core/LThread.h>
 #include <tillvane/core/mutex_guard.h>
@@ -34,19 +34,22 @@ struct LThreadLayout {
   static_assert(offsetof(LThread, start_lock_) >= offsetof(LThread, started_) + 8);
   static_assert(offsetof(LThread, state_lock_) == offsetof(LThread, start_lock_) + sizeof(pthread_mutex_t));
 #pragma GCC diagnostic pop
-  static_assert(sizeof(LThread::handle_) == sizeof(pthread_t) && std::atomic<pthread_t>::is_always_lock_free);
-  static_assert(sizeof(LThread::port_) == 4 && sizeof(LThread::running_) == 1);
+  static_assert(sizeof(LThread::running_) == 1);
 };
 
 LThread::LThread() : port_(kNoPort) {
   core::InitRecursiveMutex(start_lock_);
   pthread_mutex_init(&state_lock_, nullptr);
+  pthread_cond_init(&state_changed_, nullptr);
 }
 
 LThread::LThread(const char*) : LThread() {}
 
 LThread::~LThread() {
   StopThreadAndWait();
+  // A start that has not answered yet still uses the object.
+  { const MutexGuard guard(start_lock_); }
+  pthread_cond_destroy(&state_changed_);
   pthread_mutex_destroy(&state_lock_);
   pthread_mutex_destroy(&start_lock_);
 }
@@ -85,12 +88,12 @@ int LThread::Create(void* (*entry)(void*)) {
     const MutexGuard guard(state_lock_);
     ForgetSignals();
     running_.store(true);
-    pthread_t handle;
-    if (const int error = pthread_create(&handle, nullptr, entry, this)) {
+    if (const int error = pthread_create(&handle_, nullptr, entry, this)) {
+      handle_ = 0;
       running_.store(false);
       return error;
     }
-    handle_.store(handle);
+    ++run_;
   }
   ProcessWaitSignal(started_, kNoLimit);
   return 0;
@@ -98,18 +101,21 @@ int LThread::Create(void* (*entry)(void*)) {
 
 void LThread::ForgetSignals() {
   if (stop_requested_.exchange(false)) stop_.Reset();
-  if (was_started_) {
+  if (run_ != 0) {
     ended_.Reset();
     started_.Reset();
   }
-  was_started_ = true;
 }
 
 void* LThread::ThreadCallback(void* data) {
   // As an object's end: a function that calls pthread_exit ends its thread all the same.
   struct Ending {
     LThread& thread;
-    ~Ending() { thread.End(); }
+    ~Ending() {
+      // Who waits for the ended signal and then destroys the object waits for the lock too.
+      const MutexGuard guard(thread.state_lock_);
+      thread.EndLocked();
+    }
   };
   const Ending ending{*static_cast<LThread*>(data)};
   ending.thread.Run();
@@ -117,40 +123,59 @@ void* LThread::ThreadCallback(void* data) {
 }
 
 void LThread::Run() {
-  port_.store(platform::CurrentThreadId());
+  {
+    const MutexGuard guard(state_lock_);
+    port_ = platform::CurrentThreadId();
+    pthread_cond_broadcast(&state_changed_);
+  }
   started_.Signal();
   ThreadFunction();
 }
 
-/// What the thread does to the object last. Who waits for the ended signal and then destroys the object waits for the
-/// lock too.
-void LThread::End() {
-  const MutexGuard guard(state_lock_);
+/// What the thread does to the object last, holding the state lock.
+void LThread::EndLocked() {
   running_.store(false);
   // Nobody is going to join it: the system takes its stack back by itself.
-  if (handle_.exchange(0) != 0) pthread_detach(pthread_self());
-  port_.store(kNoPort);
+  if (!taken_) pthread_detach(pthread_self());
+  taken_ = false;
+  handle_ = 0;
+  port_ = kNoPort;
   ended_.Signal();
+  pthread_cond_broadcast(&state_changed_);
 }
 
 /// Who gets a handle joins the thread, and no other does.
-pthread_t LThread::TakeHandle() {
+LThread::Taken LThread::Take() {
   const MutexGuard guard(state_lock_);
-  return handle_.exchange(0);
+  if (!running_.load()) return {0, 0};
+  return {std::exchange(taken_, true) ? 0 : handle_, run_};
+}
+
+/// Waits for the end of what was taken, and of nothing that was started since.
+void LThread::Join(const Taken& taken) {
+  if (taken.handle != 0) {
+    pthread_join(taken.handle, nullptr);
+    return;
+  }
+  // Somebody else joins it.
+  const MutexGuard guard(state_lock_);
+  while (running_.load() && run_ == taken.run) pthread_cond_wait(&state_changed_, &state_lock_);
+}
+
+void LThread::StopAndJoin(const Taken& taken) {
+  if (taken.run == 0) return;
+  StopThreadSoon();
+  Join(taken);
 }
 
 int LThread::SetPriority(int priority) {
-  // A stop request and an interruption end the wait of a start early; the thread has no number before it has begun.
-  while (running_.load() && port_.load() == kNoPort) {
-    if (!started_.WaitSignal(kNoLimit)) sched_yield();
-  }
   // The thread cannot end meanwhile, so that its number means no other thread.
   const MutexGuard guard(state_lock_);
-  const pthread_t handle = handle_.load();
-  const unsigned int id = port_.load();
-  if (handle == 0 || id == kNoPort) return ESRCH;
-  if (priority == kRealTimePriority) return platform::SetThreadRealTime(handle, id);
-  return platform::SetThreadPriority(handle, id, priority);
+  // A stop request and an interruption end the wait of a start before the thread has told its number.
+  while (running_.load() && port_ == kNoPort) pthread_cond_wait(&state_changed_, &state_lock_);
+  if (!running_.load()) return ESRCH;
+  if (priority == kRealTimePriority) return platform::SetThreadRealTime(handle_, port_);
+  return platform::SetThreadPriority(handle_, port_, priority);
 }
 
 void LThread::StopThreadSoon() {
@@ -160,27 +185,12 @@ void LThread::StopThreadSoon() {
   stop_requested_.store(true);
 }
 
-void LThread::StopThreadAndWait() {
-  // A thread that is woken by the request finds its handle taken, and leaves the rest to the join.
-  const pthread_t handle = TakeHandle();
-  if (running_.load()) StopThreadSoon();
-  Join(handle);
-}
+// A thread that is woken by the request finds its handle taken, and leaves the rest to the join.
+void LThread::StopThreadAndWait() { StopAndJoin(Take()); }
 
-void LThread::JoinThread() { Join(TakeHandle()); }
-
-/// Waits until the thread has left the object.
-/// \param handle 0 when somebody else has it: who joins the thread too, or the thread, which is ending by itself
-void LThread::Join(pthread_t handle) {
-  if (handle != 0) {
-    pthread_join(handle, nullptr);
-    return;
-  }
-  while (running_.load()) {
-    if (!ended_.WaitSignal(kNoLimit)) sched_yield();
-  }
-  const MutexGuard start_guard(start_lock_);
-  const MutexGuard state_guard(state_lock_);
+void LThread::JoinThread() {
+  const Taken taken = Take();
+  if (taken.run != 0) Join(taken);
 }
 
 bool LIsMainThread() { return platform::IsMainThread(); }

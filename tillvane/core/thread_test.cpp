@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <fstream>
@@ -97,6 +99,21 @@ TEST_F(ThreadWaits, APauseEndsWithAStopRequest) {
   const Stopwatch watch;
   EXPECT_TRUE(thread_.ProcessWait(kLongMs));
   EXPECT_LT(watch.Ms(), kAtOnceMs);
+}
+
+TEST_F(ThreadWaits, APauseEndsWithTheEndOfTheThread) {
+  thread_.Start(kOrdinaryPriority);
+  thread_.JoinThread();
+  const Stopwatch watch;
+  EXPECT_TRUE(thread_.ProcessWait(kLongMs));
+  EXPECT_LT(watch.Ms(), kAtOnceMs);
+}
+
+TEST_F(ThreadWaits, APauseEndsWithAnInterruption) {
+  const support::Interrupter interrupter(1000);
+  const Stopwatch watch;
+  EXPECT_TRUE(thread_.ProcessWait(kLongMs));
+  EXPECT_LT(watch.Ms(), kSoonMs);
 }
 
 TEST_F(ThreadWaits, AGroupIsWaitedForInPlace) {
@@ -335,48 +352,95 @@ TEST(ThreadEnd, AThreadThatEndsByItselfGivesBackItsStack) {
   EXPECT_LT(Mappings(), before + 250);
 }
 
+/// A nice value that any process may give: a little worse than the test's own.
+int WorseNice(int steps) { return std::min(getpriority(PRIO_PROCESS, 0) + steps, 19); }
+/// The priority that stands for it.
+int PriorityOf(int nice) { return kOrdinaryPriority - nice; }
+
 TEST(ThreadPriority, IsOfARunningThreadOnly) {
+  const int priority = PriorityOf(WorseNice(1));
   FunctionThread thread(SleepUntilStopped);
-  EXPECT_EQ(thread.SetPriority(kOrdinaryPriority), ESRCH);
+  EXPECT_EQ(thread.SetPriority(priority), ESRCH);
   EXPECT_EQ(thread.SetPriority(91), ESRCH);
-  thread.Start(kOrdinaryPriority);
-  EXPECT_EQ(thread.SetPriority(kOrdinaryPriority - 1), 0);
+  thread.Start(priority);
+  EXPECT_EQ(thread.SetPriority(priority), 0);
   thread.StopThreadAndWait();
-  EXPECT_EQ(thread.SetPriority(kOrdinaryPriority - 1), ESRCH);
+  EXPECT_EQ(thread.SetPriority(priority), ESRCH);
 }
 
-TEST(ThreadPriority, IsGivenByTheStart) {
+/// Notes the number of its thread and sleeps until it is stopped.
+class Numbered : public FunctionThread {
+ public:
+  Numbered()
+      : FunctionThread([this](LThread& self) {
+          id = platform::CurrentThreadId();
+          SleepUntilStopped(self);
+        }) {}
+  ~Numbered() override { StopThreadAndWait(); }
+
+  int Nice() {
+    EXPECT_TRUE(support::WaitUntil([this] { return id != 0; }));
+    return getpriority(PRIO_PROCESS, id);
+  }
+
   std::atomic<unsigned int> id{0};
-  FunctionThread thread([&](LThread& self) {
-    id = platform::CurrentThreadId();
-    SleepUntilStopped(self);
-  });
-  for (const int priority : {25, 20}) {
-    id = 0;
-    thread.Start(priority);
-    ASSERT_TRUE(support::WaitUntil([&] { return id != 0; }));
-    EXPECT_EQ(getpriority(PRIO_PROCESS, id), 31 - priority) << priority;
-    thread.StopThreadAndWait();
+};
+
+TEST(ThreadPriority, IsGivenByTheStart) {
+  for (const int steps : {2, 4}) {
+    Numbered thread;
+    thread.Start(PriorityOf(WorseNice(steps)));
+    EXPECT_EQ(thread.Nice(), WorseNice(steps));
   }
 }
 
+TEST(ThreadPriority, MayChangeWhileSomebodyJoins) {
+  Numbered thread;
+  thread.Start(PriorityOf(WorseNice(1)));
+  std::thread joiner([&] { thread.JoinThread(); });
+  support::SleepMs(20);
+  EXPECT_EQ(thread.SetPriority(PriorityOf(WorseNice(3))), 0);
+  EXPECT_EQ(thread.Nice(), WorseNice(3));
+  thread.StopThreadSoon();
+  joiner.join();
+}
+
+bool MayBeRealTime() {
+  bool may = false;
+  std::thread([&] {
+    sched_param lowest{};
+    lowest.sched_priority = 1;
+    may = sched_setscheduler(0, SCHED_RR, &lowest) == 0;
+  }).join();
+  return may;
+}
+
+TEST(ThreadPriority, NinetyOneIsRealTime) {
+  if (!MayBeRealTime()) GTEST_SKIP() << "this user may not make threads real-time";
+  Numbered thread;
+  thread.Start(PriorityOf(WorseNice(1)));
+  EXPECT_EQ(thread.SetPriority(91), 0);
+  EXPECT_NE(thread.Nice(), -1);
+  const int policy = sched_getscheduler(static_cast<pid_t>(thread.id.load())) & ~SCHED_RESET_ON_FORK;
+  EXPECT_EQ(policy, SCHED_RR);
+}
+
 TEST(ThreadPriority, ARequestThatComesBeforeTheStartAnswersDoesNotLoseIt) {
-  std::atomic<unsigned int> id{0};
-  class Hasty : public FunctionThread {
+  class Hasty : public Numbered {
    public:
-    using FunctionThread::FunctionThread;
     int ProcessWaitSignal(LSignalObjectRef, unsigned int) override {
       StopThreadSoon();
       return 1;
     }
+    void ThreadFunction() override {
+      id = platform::CurrentThreadId();
+      support::SleepMs(200);
+    }
   };
-  Hasty thread([&](LThread&) {
-    id = platform::CurrentThreadId();
-    support::SleepMs(200);
-  });
-  thread.Start(22);
-  ASSERT_TRUE(support::WaitUntil([&] { return id != 0; }));
-  EXPECT_EQ(getpriority(PRIO_PROCESS, id), 9);
+  Hasty thread;
+  thread.Start(PriorityOf(WorseNice(5)));
+  EXPECT_EQ(thread.Nice(), WorseNice(5));
+  thread.JoinThread();
 }
 
 }  // namespace
