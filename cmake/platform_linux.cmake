@@ -54,6 +54,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
   tillvane/platform/linux/store_service_linux_test.cpp
+  tillvane/platform/linux/thread_id_linux_test.cpp
 )
 
 # Only the toolkit's and the bridge's own names leave the library.

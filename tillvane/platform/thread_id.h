@@ -18,7 +18,8 @@ unsigned int CurrentThreadId();
 /// \return 0, or the system's error number
 int SetThreadPriority(pthread_t thread, unsigned int id, int priority);
 
-/// Lets a thread go before all ordinary ones, with what the system gives real-time threads by itself.
+/// Lets a thread go before all ordinary ones, with what the system gives real-time threads by itself. Threads that it
+/// starts are ordinary.
 /// \return 0, or the system's error number
 int SetThreadRealTime(pthread_t thread, unsigned int id);
 
