@@ -1,13 +1,14 @@
 # The Linux side of the seam: its files, its libraries, its way to link.
 
 find_package(PkgConfig REQUIRED)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
 find_package(nlohmann_json REQUIRED)
 
 set(TILLVANE_PLATFORM_LIBRARIES
-  PkgConfig::GLIB PkgConfig::ICU PkgConfig::SQLITE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+  PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::SQLITE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
 
 set(TILLVANE_PLATFORM_PUBLIC_HEADERS
   tillvane/platform/linux/native_types_linux.h
@@ -25,6 +26,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/main_bundle_linux.cpp
   tillvane/platform/linux/money_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
+  tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
   tillvane/platform/linux/store_ledger_database_linux.cpp

@@ -20,6 +20,10 @@ int SetThreadPriority(pthread_t thread, unsigned int id, int priority);
 
 /// Lets a thread go before all ordinary ones, with what the system gives real-time threads by itself. Threads that it
 /// starts are ordinary.
+///
+/// A process without the right may be helped by a service of the system: then this takes up to half a second, and the
+/// process's limit for how long a real-time thread may run without a rest may be lowered, for good when it succeeds. A
+/// process that exceeds that limit is ended by the system.
 /// \return 0, or the system's error number
 int SetThreadRealTime(pthread_t thread, unsigned int id);
 

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <tillvane/platform/linux/realtime_kit_linux.h>
+
 namespace platform {
 
 namespace thread_id {
@@ -50,9 +52,11 @@ int SetThreadRealTime(pthread_t, unsigned int id) {
   if (!IsThreadNumber(id)) return ESRCH;
   sched_param lowest{};
   lowest.sched_priority = sched_get_priority_min(SCHED_RR);
-  // What such a thread starts, threads and processes, is ordinary again.
+  // As RealtimeKit does it too: what such a thread starts, threads and processes, is ordinary again.
   constexpr int policy = SCHED_RR | SCHED_RESET_ON_FORK;
-  return sched_setscheduler(static_cast<pid_t>(id), policy, &lowest) == 0 ? 0 : errno;
+  if (sched_setscheduler(static_cast<pid_t>(id), policy, &lowest) == 0) return 0;
+  const int error = errno;
+  return error == EPERM && AskRealtimeKit(id, lowest.sched_priority) ? 0 : error;
 }
 
 }  // namespace platform

@@ -1,0 +1,307 @@
+// Threads of a process that has no right to real-time ones, and the service that it asks: see realtime_kit_caller.cpp.
+
+#include <sched.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <tests/support/child_process.h>
+#include <tests/support/temp_folder.h>
+#include <tests/support/waiting.h>
+
+namespace {
+
+using support::ChildProcess;
+using support::ProcessResult;
+using support::RunProcess;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+constexpr unsigned int kEndMs = 60000;
+const std::string kRefusedByTheKernel = std::to_string(EPERM);
+
+/// A message bus of the test's own, which lets everybody do everything.
+class PrivateBus {
+ public:
+  explicit PrivateBus(const support::TempFolder& folder)
+      : daemon_({"/usr/bin/env", "dbus-daemon", "--config-file=" + WriteConfiguration(folder), "--nofork",
+                 "--print-address"}) {
+    if (!daemon_.WaitForOutput("\n", kEndMs)) return;
+    address_ = daemon_.Output().substr(0, daemon_.Output().find('\n'));
+  }
+
+  bool IsMissing() { return daemon_.WaitForEnd(0) && daemon_.ExitCode() == 127; }
+  const std::string& Address() const { return address_; }
+  const std::string& Errors() const { return daemon_.Errors(); }
+
+ private:
+  static std::string WriteConfiguration(const support::TempFolder& folder) {
+    return folder.Write("bus.conf", "<busconfig><listen>unix:path=" + folder.File("bus") +
+                                        "</listen><policy context='default'><allow send_destination='*'/>"
+                                        "<allow receive_sender='*'/><allow own='*'/></policy></busconfig>");
+  }
+
+  ChildProcess daemon_;
+  std::string address_;
+};
+
+/// Takes connections, and then says nothing; or lets those who connect in, and then says nothing.
+class MuteBus {
+ public:
+  MuteBus(const support::TempFolder& folder, bool lets_in) : address_("unix:path=" + folder.File("mute")) {
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    folder.File("mute").copy(name.sun_path, sizeof name.sun_path - 1);
+    listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&name), sizeof name), 0);
+    EXPECT_EQ(listen(listener_, 16), 0);
+    if (lets_in) doorkeeper_ = std::thread([this] { LetIn(); });
+  }
+  ~MuteBus() {
+    shutdown(listener_, SHUT_RDWR);
+    if (doorkeeper_.joinable()) doorkeeper_.join();
+    close(listener_);
+  }
+  MuteBus(const MuteBus&) = delete;
+  MuteBus& operator=(const MuteBus&) = delete;
+
+  const std::string& Address() const { return address_; }
+
+ private:
+  /// One after the other, until the listener is shut.
+  void LetIn() const {
+    for (int guest; (guest = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(guest)) {
+      while (Answer(guest, ReadLine(guest))) {
+      }
+      // What comes now is for a bus.
+      for (char byte; read(guest, &byte, 1) > 0;) {
+      }
+    }
+  }
+
+  /// Empty when no more will come.
+  static std::string ReadLine(int guest) {
+    std::string line;
+    for (char byte; line.find('\n') == std::string::npos && read(guest, &byte, 1) == 1;) line += byte;
+    return line;
+  }
+
+  /// \return whether another line follows
+  static bool Answer(int guest, const std::string& line) {
+    if (line.empty() || line.rfind("BEGIN", 0) == 0) return false;
+    const char* answer = "ERROR\r\n";
+    if (line.find("AUTH") != std::string::npos) answer = "REJECTED EXTERNAL\r\n";
+    if (line.find("AUTH EXTERNAL ") != std::string::npos) answer = "OK 0123456789abcdef0123456789abcdef\r\n";
+    return send(guest, answer, std::strlen(answer), MSG_NOSIGNAL) > 0;
+  }
+
+  const std::string address_;
+  int listener_ = -1;
+  std::thread doorkeeper_;
+};
+
+/// ThreadSanitizer does not see GLib's own locks, and takes what they guard for races.
+std::vector<std::string> Environment(const std::string& bus) {
+  return {"DBUS_SYSTEM_BUS_ADDRESS=" + bus,
+          "TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1:die_after_fork=0"};
+}
+
+/// What the calling process said: the values of each name, separated by spaces.
+using Report = std::map<std::string, std::string>;
+
+Report Call(const std::string& bus, const std::vector<std::string>& options = {}) {
+  std::vector<std::string> command = {TILLVANE_TEST_HELPER, "call"};
+  command.insert(command.end(), options.begin(), options.end());
+  const ProcessResult result = RunProcess(command, kEndMs, Environment(bus));
+  EXPECT_EQ(result.exit_code, 0) << "signal " << result.signal << ": " << result.errors;
+  EXPECT_EQ(result.errors, "");
+  Report report;
+  std::istringstream lines(result.output);
+  for (std::string line; std::getline(lines, line);) {
+    std::string& values = report[line.substr(0, line.find(' '))];
+    if (!values.empty()) values += ' ';
+    values += line.substr(line.find(' ') + 1);
+  }
+  return report;
+}
+
+/// What holds however the request ends.
+void ExpectNoTrace(Report& report) {
+  EXPECT_EQ(report["turns"], "0");
+  EXPECT_EQ(report["turns-later"], "1");
+  EXPECT_EQ(report["context"], "default");
+  EXPECT_EQ(report["opened"], "");
+  EXPECT_EQ(report["sigpipe"], "default");
+  EXPECT_EQ(report["back"], "0");
+  EXPECT_EQ(report["policy-later"], "other");
+  EXPECT_LT(std::stoll("0" + report["ms"]), support::kSoonMs);
+}
+
+void ExpectRefused(const std::string& bus, const std::string& limits = "unlimited unlimited",
+                   const std::vector<std::string>& options = {}) {
+  Report report = Call(bus, options);
+  EXPECT_EQ(report["error"], kRefusedByTheKernel);
+  EXPECT_EQ(report["error-of-others"], kRefusedByTheKernel + ' ' + kRefusedByTheKernel);
+  EXPECT_EQ(report["policy"], "other");
+  EXPECT_EQ(report["limits"], limits);
+  ExpectNoTrace(report);
+}
+
+bool MayMakeRealTime() {
+  bool may = false;
+  std::thread([&] {
+    const sched_param lowest{sched_get_priority_min(SCHED_RR)};
+    may = sched_setscheduler(0, SCHED_RR, &lowest) == 0;
+  }).join();
+  return may;
+}
+
+class RealtimeKit : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (bus_.IsMissing()) GTEST_SKIP() << "dbus-daemon is not installed";
+    ASSERT_NE(bus_.Address(), "") << bus_.Errors();
+  }
+
+  void Serve(const std::string& way) {
+    service_ = std::make_unique<ChildProcess>(std::vector<std::string>{TILLVANE_TEST_HELPER, "serve", way},
+                                              Environment(bus_.Address()));
+    ASSERT_TRUE(service_->WaitForOutput("ready\n", kEndMs)) << service_->Errors();
+  }
+
+  /// What the service saw so far.
+  std::string Seen() {
+    service_->WaitForEnd(0);
+    return service_->Output();
+  }
+
+  const support::TempFolder folder_;
+  PrivateBus bus_{folder_};
+  std::unique_ptr<ChildProcess> service_;
+};
+
+TEST_F(RealtimeKit, GivesWhatTheKernelRefuses) {
+  if (!MayMakeRealTime()) GTEST_SKIP() << "the test's own service has no right to make a thread real-time";
+  Serve("grant");
+  Report report = Call(bus_.Address(), {"patient", "may-raise"});
+  EXPECT_EQ(report["error"], "0");
+  EXPECT_EQ(report["error-of-others"], "0 0");
+  EXPECT_EQ(report["policy"], "round-robin");
+  EXPECT_EQ(report["limits"], "200000 200000");
+  ExpectNoTrace(report);
+  EXPECT_THAT(Seen(), MatchesRegex("ready\n(limits 200000 200000 priority 1\n)+"));
+}
+
+TEST_F(RealtimeKit, LimitsAreLoweredAndNeverRaised) {
+  if (!MayMakeRealTime()) GTEST_SKIP() << "the test's own service has no right to make a thread real-time";
+  Serve("grant");
+  struct Case {
+    const char *soft, *hard, *after;
+  };
+  for (const Case& c : {Case{"-1", "-1", "200000 200000"}, Case{"150000", "-1", "150000 200000"},
+                        Case{"150000", "180000", "150000 180000"}, Case{"200000", "200001", "200000 200000"},
+                        Case{"300000", "300000", "200000 200000"}, Case{"90000", "90000", "90000 90000"}}) {
+    Report report = Call(bus_.Address(), {"patient", "limits", c.soft, c.hard});
+    EXPECT_EQ(report["error"], "0") << c.soft << ' ' << c.hard;
+    EXPECT_EQ(report["limits"], c.after) << c.soft << ' ' << c.hard;
+  }
+}
+
+TEST_F(RealtimeKit, GivesSeveralThreadsAtOnce) {
+  if (!MayMakeRealTime()) GTEST_SKIP() << "the test's own service has no right to make a thread real-time";
+  Serve("grant");
+  Report report = Call(bus_.Address(), {"patient", "may-raise", "at-once"});
+  EXPECT_EQ(report["error"], "0 0 0 0");
+  EXPECT_EQ(report["policy"], "round-robin round-robin round-robin round-robin");
+  EXPECT_EQ(report["limits"], "200000 200000");
+}
+
+TEST_F(RealtimeKit, ARefusalPutsTheLimitsBack) {
+  Serve("refuse");
+  ExpectRefused(bus_.Address(), "unlimited unlimited", {"patient", "may-raise"});
+  ExpectRefused(bus_.Address(), "250000 unlimited", {"patient", "may-raise", "limits", "250000", "-1"});
+  EXPECT_THAT(Seen(), HasSubstr("limits 200000 200000 priority 1\nrefused: as it was told\n"));
+  const std::string refused = kRefusedByTheKernel + ' ';
+  Report report = Call(bus_.Address(), {"patient", "may-raise", "at-once"});
+  EXPECT_EQ(report["error"], refused + refused + refused + kRefusedByTheKernel);
+  EXPECT_EQ(report["limits"], "unlimited unlimited");
+}
+
+TEST_F(RealtimeKit, ARefusalLeavesALoweredHardLimitWhereItMayNotBeRaised) {
+  Serve("refuse");
+  ExpectRefused(bus_.Address(), "200000 200000", {"patient"});
+  ExpectRefused(bus_.Address(), "150000 200000", {"patient", "limits", "150000", "-1"});
+  ExpectRefused(bus_.Address(), "150000 180000", {"patient", "limits", "150000", "180000"});
+}
+
+TEST_F(RealtimeKit, LimitsAreLeftAloneWhileTheServiceSaysNothingOfUse) {
+  for (const char* way : {"silent", "no-time", "low", "text"}) {
+    SCOPED_TRACE(way);
+    service_.reset();
+    Serve(way);
+    ExpectRefused(bus_.Address());
+    EXPECT_EQ(Seen(), "ready\n");
+  }
+}
+
+TEST_F(RealtimeKit, ARequestThatIsNotAnsweredIsARefusal) {
+  Serve("stall");
+  ExpectRefused(bus_.Address(), "unlimited unlimited", {"may-raise"});
+  EXPECT_THAT(Seen(), HasSubstr("limits 200000 200000 priority 1\n"));
+}
+
+TEST_F(RealtimeKit, MayBeAbsent) { ExpectRefused(bus_.Address()); }
+
+TEST_F(RealtimeKit, IsGivenUpWhileGlibsThreadsDoNotRun) {
+  Report report = Call(bus_.Address(), {"halted"});
+  EXPECT_EQ(report["error-while-halted"], kRefusedByTheKernel);
+  EXPECT_LT(std::stoll("0" + report["ms-while-halted"]), support::kSoonMs);
+  ExpectNoTrace(report);
+}
+
+TEST_F(RealtimeKit, IsGivenUpInAForkedProcess) {
+  Report report = Call(bus_.Address(), {"forked"});
+  EXPECT_EQ(report["error-of-child"], kRefusedByTheKernel);
+  EXPECT_EQ(report["end-of-child"], "0");
+  EXPECT_LT(std::stoll("0" + report["ms-of-child"]), support::kSoonMs);
+}
+
+TEST_F(RealtimeKit, IsNotAskedWithoutDescriptors) {
+  Serve("grant");
+  Report report = Call(bus_.Address(), {"no-descriptors"});
+  EXPECT_EQ(report["error"], kRefusedByTheKernel + ' ' + kRefusedByTheKernel);
+  EXPECT_EQ(report["limits"], "unlimited unlimited");
+  EXPECT_EQ(Seen(), "ready\n");
+}
+
+TEST(RealtimeKitBus, MayBeAbsent) {
+  const support::TempFolder folder;
+  for (const std::string& address : {"unix:path=" + folder.File("nothing"), std::string("no address"),
+                                     std::string("tcp:host=256.256.256.256,port=1"), std::string("unix:")}) {
+    SCOPED_TRACE(address);
+    ExpectRefused(address);
+  }
+}
+
+TEST(RealtimeKitBus, MaySayNothing) {
+  for (const bool lets_in : {false, true}) {
+    SCOPED_TRACE(lets_in ? "after letting the caller in" : "at all");
+    const support::TempFolder folder;
+    const MuteBus bus(folder, lets_in);
+    ExpectRefused(bus.Address());
+  }
+}
+
+}  // namespace
