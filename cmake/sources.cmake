@@ -25,6 +25,7 @@ set(TILLVANE_SOURCES
   tillvane/core/process_run.cpp
   tillvane/core/signal_object.cpp
   tillvane/core/thread.cpp
+  tillvane/core/sleep_for.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp

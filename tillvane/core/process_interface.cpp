@@ -1,10 +1,9 @@
 #include <array>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <ctime>
 
 #include <tillvane/core/LProcessInterface.h>
+#include <tillvane/core/sleep_for.h>
 
 namespace {
 
@@ -48,11 +47,7 @@ void LProcessInterface::SetStatusF(int value, const char* format, ...) {
 bool LProcessInterfaceVoid::IsToStop() { return false; }
 
 bool LProcessInterfaceVoid::ProcessWait(unsigned int ms) {
-  timespec left{};
-  left.tv_sec = static_cast<time_t>(ms / 1000);
-  left.tv_nsec = static_cast<long>(ms % 1000) * 1000000;
-  while (nanosleep(&left, &left) < 0 && errno == EINTR) {
-  }
+  core::SleepFor(ms);
   return false;
 }
 
