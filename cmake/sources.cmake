@@ -6,6 +6,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LDetachedThread.h
   tillvane/core/LEventQueue.h
   tillvane/core/LList.h
+  tillvane/core/LFileLock.h
   tillvane/core/LProcessEventsHandler.h
   tillvane/core/LProcessInterface.h
   tillvane/core/LProcessRun.h
@@ -19,6 +20,7 @@ set(TILLVANE_PUBLIC_HEADERS
 set(TILLVANE_SOURCES
   tillvane/core/detached_thread.cpp
   tillvane/core/event_queue.cpp
+  tillvane/core/file_lock.cpp
   tillvane/core/poll_for.cpp
   tillvane/core/process_events_handler.cpp
   tillvane/core/process_interface.cpp
@@ -38,6 +40,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/detached_thread_test.cpp
   tillvane/core/event_queue_test.cpp
   tillvane/core/list_test.cpp
+  tillvane/core/file_lock_test.cpp
   tillvane/core/process_events_handler_test.cpp
   tillvane/core/process_events_queue_test.cpp
   tillvane/core/process_interface_test.cpp
