@@ -12,6 +12,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LProcessRun.h
   tillvane/core/LSignalObject.h
   tillvane/core/LThread.h
+  tillvane/core/LSystemLockMutex.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
   tillvane/text/LStringLong.h
@@ -28,6 +29,7 @@ set(TILLVANE_SOURCES
   tillvane/core/signal_object.cpp
   tillvane/core/thread.cpp
   tillvane/core/sleep_for.cpp
+  tillvane/core/system_lock_mutex.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
@@ -48,6 +50,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/signal_object_group_test.cpp
   tillvane/core/signal_object_test.cpp
   tillvane/core/thread_test.cpp
+  tillvane/core/system_lock_mutex_test.cpp
   tillvane/store/store_bridge_test.cpp
   tillvane/store/store_model_test.cpp
   tillvane/store/store_observer_test.cpp

@@ -12,5 +12,6 @@
 #include <tillvane/core/LProcessRun.h>
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/core/LThread.h>
+#include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/store/TillvaneStore.h>
 #include <tillvane/text/LStringLong.h>
