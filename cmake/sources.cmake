@@ -7,6 +7,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LEventQueue.h
   tillvane/core/LList.h
   tillvane/core/LFileLock.h
+  tillvane/core/LLockObjectShared.h
   tillvane/core/LProcessEventsHandler.h
   tillvane/core/LProcessInterface.h
   tillvane/core/LProcessRun.h
@@ -22,6 +23,7 @@ set(TILLVANE_SOURCES
   tillvane/core/detached_thread.cpp
   tillvane/core/event_queue.cpp
   tillvane/core/file_lock.cpp
+  tillvane/core/lock_object_shared.cpp
   tillvane/core/poll_for.cpp
   tillvane/core/process_events_handler.cpp
   tillvane/core/process_interface.cpp
@@ -43,6 +45,8 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/event_queue_test.cpp
   tillvane/core/list_test.cpp
   tillvane/core/file_lock_test.cpp
+  tillvane/core/lock_object_shared_stress_test.cpp
+  tillvane/core/lock_object_shared_test.cpp
   tillvane/core/process_events_handler_test.cpp
   tillvane/core/process_events_queue_test.cpp
   tillvane/core/process_interface_test.cpp

@@ -7,6 +7,7 @@
 #include <tillvane/core/LEventQueue.h>
 #include <tillvane/core/LList.h>
 #include <tillvane/core/LFileLock.h>
+#include <tillvane/core/LLockObjectShared.h>
 #include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LProcessInterface.h>
 #include <tillvane/core/LProcessRun.h>

@@ -81,6 +81,17 @@ void CheckEventQueue() {
   LRunLoopLeave();
 }
 
+void CheckLocks() {
+  LLockObjectShared lock;
+  lock.LockShared();
+  lock.UpgradeLock();
+  lock.DowngradeLock();
+  lock.UnlockShared();
+  lock.LockExclusive();
+  lock.UnlockExclusive();
+  CHECK(flocktimed(-1, 6, 0) != 0);
+}
+
 void CheckStore(bool able_to_pay) {
   LProcessInterfaceVoid process;
   TillvaneManager* manager = TillvaneInit();
@@ -103,6 +114,7 @@ int main(int argc, char** argv) {
   CheckProcessInterface();
   CheckWaitsThatPump();
   CheckEventQueue();
+  CheckLocks();
   CheckStore(std::strcmp(argv[1], "yes") == 0);
   return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
