@@ -12,6 +12,8 @@ void RunEventsFamily(const Options& options, Goals* goals);
 
 /// Threads beside std::thread and bare ones.
 void RunThreadsFamily(const Options& options, Goals* goals);
+/// The locks beside pthread's, the standard library's and bare system calls.
+void RunLocksFamily(const Options& options, Goals* goals);
 
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);

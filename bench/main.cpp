@@ -16,6 +16,7 @@ constexpr Family kFamilies[] = {
     {"signal", bench::RunSignalFamily},
     {"events", bench::RunEventsFamily},
     {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},
     {"tick", bench::RunTickFamily},
 };
 
