@@ -13,11 +13,8 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily},
-    {"events", bench::RunEventsFamily},
-    {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},
-    {"tick", bench::RunTickFamily},
+    {"signal", bench::RunSignalFamily}, {"events", bench::RunEventsFamily}, {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},   {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

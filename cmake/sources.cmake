@@ -5,15 +5,15 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/export.h
   tillvane/core/LDetachedThread.h
   tillvane/core/LEventQueue.h
-  tillvane/core/LList.h
   tillvane/core/LFileLock.h
+  tillvane/core/LList.h
   tillvane/core/LLockObjectShared.h
   tillvane/core/LProcessEventsHandler.h
   tillvane/core/LProcessInterface.h
   tillvane/core/LProcessRun.h
   tillvane/core/LSignalObject.h
-  tillvane/core/LThread.h
   tillvane/core/LSystemLockMutex.h
+  tillvane/core/LThread.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
   tillvane/text/LStringLong.h
@@ -29,9 +29,9 @@ set(TILLVANE_SOURCES
   tillvane/core/process_interface.cpp
   tillvane/core/process_run.cpp
   tillvane/core/signal_object.cpp
-  tillvane/core/thread.cpp
   tillvane/core/sleep_for.cpp
   tillvane/core/system_lock_mutex.cpp
+  tillvane/core/thread.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
@@ -43,8 +43,8 @@ set(TILLVANE_SOURCES
 set(TILLVANE_TEST_SOURCES
   tillvane/core/detached_thread_test.cpp
   tillvane/core/event_queue_test.cpp
-  tillvane/core/list_test.cpp
   tillvane/core/file_lock_test.cpp
+  tillvane/core/list_test.cpp
   tillvane/core/lock_object_shared_stress_test.cpp
   tillvane/core/lock_object_shared_test.cpp
   tillvane/core/process_events_handler_test.cpp
@@ -53,8 +53,9 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/process_run_test.cpp
   tillvane/core/signal_object_group_test.cpp
   tillvane/core/signal_object_test.cpp
-  tillvane/core/thread_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
+  tillvane/core/thread_stress_test.cpp
+  tillvane/core/thread_test.cpp
   tillvane/store/store_bridge_test.cpp
   tillvane/store/store_model_test.cpp
   tillvane/store/store_observer_test.cpp

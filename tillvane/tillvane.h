@@ -5,14 +5,14 @@
 
 #include <tillvane/core/LDetachedThread.h>
 #include <tillvane/core/LEventQueue.h>
-#include <tillvane/core/LList.h>
 #include <tillvane/core/LFileLock.h>
+#include <tillvane/core/LList.h>
 #include <tillvane/core/LLockObjectShared.h>
 #include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LProcessInterface.h>
 #include <tillvane/core/LProcessRun.h>
 #include <tillvane/core/LSignalObject.h>
-#include <tillvane/core/LThread.h>
 #include <tillvane/core/LSystemLockMutex.h>
+#include <tillvane/core/LThread.h>
 #include <tillvane/store/TillvaneStore.h>
 #include <tillvane/text/LStringLong.h>
