@@ -119,7 +119,7 @@ void EventQueue::SortInbox() {
   // From the newest to the oldest, each before those that came later.
   while (event != nullptr) {
     Event* const older = event->next;
-    // A flush that is under way passes over what came after its beginning.
+    // A flush that is under way does not ask about what came after its beginning.
     event->flush_pass = flush_pass_;
     sorted[event->priority].Prepend(event);
     event = older;
@@ -143,11 +143,13 @@ bool EventQueue::HasEvents() const {
 }
 
 void EventQueue::Unlink(Event* event) {
+  for (FlushCursor* cursor = flushing_; cursor != nullptr; cursor = cursor->outer) {
+    if (cursor->next == event) cursor->next = event->next;
+  }
   lists_[event->priority].Remove(event);
   event->queued.store(false, std::memory_order_relaxed);
   // Only the main thread writes it: no read-modify-write is needed.
   taken_.store(taken_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  ++unlinked_;
 }
 
 Event* EventQueue::TakeNext() {
@@ -241,26 +243,18 @@ unsigned int EventQueue::Flush(bool (*predicate)(Event*, void*), void* data) {
   SortInbox();
   const unsigned int pass = ++flush_pass_;
   unsigned int flushed = 0;
-  for (EventList& list : lists_) {
-    Event* event = list.first;
-    while (event != nullptr) {
-      // Asked about already, or not there when this flush began; an inner one has counted on.
-      if (event->flush_pass >= pass) {
-        event = event->next;
-        continue;
-      }
-      event->flush_pass = flush_pass_;
-      const unsigned int unlinked_before = unlinked_;
-      Event* const next = event->next;
-      if (FlushOne(event, predicate, data)) {
-        ++flushed;
-        // The predicate took events itself: the neighbour may be gone.
-        event = unlinked_ == unlinked_before + 1 ? next : list.first;
-      } else {
-        event = unlinked_ == unlinked_before ? event->next : list.first;
-      }
+  FlushCursor cursor{nullptr, flushing_};
+  flushing_ = &cursor;
+  for (const EventList& list : lists_) {
+    cursor.next = list.first;
+    // What was not there when this flush began stands behind what was.
+    while (cursor.next != nullptr && cursor.next->flush_pass < pass) {
+      Event* const event = cursor.next;
+      cursor.next = event->next;
+      if (FlushOne(event, predicate, data)) ++flushed;
     }
   }
+  flushing_ = cursor.outer;
   if (polled_by_host_.load(std::memory_order_relaxed)) SettleDescriptor();
   return flushed;
 }

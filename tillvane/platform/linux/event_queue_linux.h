@@ -74,6 +74,11 @@ class EventQueue {
   struct Source;
   /// One turn of GLib's loop that a Receive runs.
   struct Turn;
+  /// Where a flush goes on; its predicate may take that event out of the queue.
+  struct FlushCursor {
+    Event* next;
+    FlushCursor* outer;
+  };
 
   friend class NeverDestroyed<EventQueue>;
 
@@ -124,8 +129,8 @@ class EventQueue {
   // Written by the main thread only, so that no read-modify-write is needed.
   std::atomic<unsigned int> posted_by_main_{0};
   std::atomic<unsigned int> taken_{0};
-  unsigned int unlinked_ = 0;
   unsigned int flush_pass_ = 0;
+  FlushCursor* flushing_ = nullptr;
   unsigned int taken_at_sleep_ = 0;
   int quick_ones_ = 0;  ///< so many events may be taken before the clock is asked again
   long long last_look_ns_ = 0;
