@@ -26,6 +26,15 @@ Event::LargeParameter* FindLarge(Event* event, unsigned int name) {
   return nullptr;
 }
 
+/// Most parameters are pointers: those are copied without a call.
+void CopySmall(void* to, const void* from, unsigned long size) {
+  if (size == sizeof(Event::SmallParameter::bytes)) [[likely]] {
+    std::memcpy(to, from, sizeof(Event::SmallParameter::bytes));
+  } else if (size != 0) {
+    std::memcpy(to, from, size);
+  }
+}
+
 void RemoveSmall(Event* event, Event::SmallParameter* parameter) {
   *parameter = event->small[event->small_count - 1];
   --event->small_count;
@@ -40,7 +49,7 @@ bool SetSmall(Event* event, unsigned int name, unsigned int type, unsigned long 
   parameter->name = name;
   parameter->type = type;
   parameter->size = size;
-  if (size != 0) std::memcpy(parameter->bytes, data, size);
+  CopySmall(parameter->bytes, data, size);
   return true;
 }
 
@@ -54,6 +63,22 @@ void SetLarge(Event* event, unsigned int name, unsigned int type, unsigned long 
   }
   if (event->large == nullptr) event->large = std::make_unique<std::vector<Event::LargeParameter>>();
   event->large->push_back({name, type, std::move(copy)});
+}
+
+/// What does not fit, or may not: a name stands once, among the small or among the large ones.
+[[gnu::noinline]] bool SetSlowly(Event* event, unsigned int name, unsigned int type, unsigned long size,
+                                 const void* data) {
+  try {
+    if (size <= sizeof event->small[0].bytes && FindLarge(event, name) == nullptr &&
+        SetSmall(event, name, type, size, data)) {
+      return true;
+    }
+    SetLarge(event, name, type, size, data);
+    if (Event::SmallParameter* small = FindSmall(event, name)) RemoveSmall(event, small);
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
 [[gnu::noinline]] void FreeLarge(Event* event) { event->large.reset(); }
@@ -91,25 +116,17 @@ unsigned int EventKind(const Event* event) { return event->kind; }
 
 bool SetEventParameter(Event* event, unsigned int name, unsigned int type, unsigned long size, const void* data) {
   if (data == nullptr && size != 0) return false;
-  try {
-    // A name stands once, among the small or among the large ones.
-    if (size <= sizeof event->small[0].bytes && FindLarge(event, name) == nullptr &&
-        SetSmall(event, name, type, size, data)) {
-      return true;
-    }
-    SetLarge(event, name, type, size, data);
-    if (Event::SmallParameter* small = FindSmall(event, name)) RemoveSmall(event, small);
+  if (size <= sizeof event->small[0].bytes && event->large == nullptr && SetSmall(event, name, type, size, data)) {
     return true;
-  } catch (const std::bad_alloc&) {
-    return false;
   }
+  return SetSlowly(event, name, type, size, data);
 }
 
 bool GetEventParameter(const Event* event, unsigned int name, unsigned int type, unsigned long size, void* data) {
   auto* found = const_cast<Event*>(event);
   if (const Event::SmallParameter* small = FindSmall(found, name)) {
     if (small->type != type || small->size != size) return false;
-    if (size != 0) std::memcpy(data, small->bytes, size);
+    CopySmall(data, small->bytes, size);
     return true;
   }
   const Event::LargeParameter* large = FindLarge(found, name);
