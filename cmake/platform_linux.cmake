@@ -50,6 +50,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/json_reader_linux_test.cpp
   tillvane/platform/linux/known_folders_linux_test.cpp
   tillvane/platform/linux/main_bundle_linux_test.cpp
+  tillvane/platform/linux/main_thread_dispatch_linux_test.cpp
   tillvane/platform/linux/money_linux_test.cpp
   tillvane/platform/linux/nested_loops_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp

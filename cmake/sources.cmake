@@ -14,6 +14,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LSignalObject.h
   tillvane/core/LSystemLockMutex.h
   tillvane/core/LThread.h
+  tillvane/core/LThreadRunOnMainThread.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
   tillvane/text/LStringLong.h
@@ -32,6 +33,7 @@ set(TILLVANE_SOURCES
   tillvane/core/sleep_for.cpp
   tillvane/core/system_lock_mutex.cpp
   tillvane/core/thread.cpp
+  tillvane/core/thread_run_on_main_thread.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
@@ -55,6 +57,8 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/signal_object_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
   tillvane/core/thread_stress_test.cpp
+  tillvane/core/thread_run_on_main_thread_destroy_test.cpp
+  tillvane/core/thread_run_on_main_thread_test.cpp
   tillvane/core/thread_test.cpp
   tillvane/store/store_bridge_test.cpp
   tillvane/store/store_model_test.cpp

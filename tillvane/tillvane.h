@@ -14,5 +14,6 @@
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/LThread.h>
+#include <tillvane/core/LThreadRunOnMainThread.h>
 #include <tillvane/store/TillvaneStore.h>
 #include <tillvane/text/LStringLong.h>

@@ -16,6 +16,14 @@ inline constexpr unsigned int kWakeUpKind = FourCharacterCode("LSnk");
 inline constexpr unsigned int kWakeUpDescriptor = FourCharacterCode("LSso");
 inline constexpr unsigned int kTypeLong = FourCharacterCode("long");
 
+/// Carries work to the main thread.
+inline constexpr unsigned int kDispatchClass = FourCharacterCode("LNot");
+inline constexpr unsigned int kDispatchKind = FourCharacterCode("LNdk");
+/// Its parameters, pointers of type 'void': whoever sent it, and what is to be run; the latter null when withdrawn.
+inline constexpr unsigned int kDispatchSender = FourCharacterCode("LNth");
+inline constexpr unsigned int kDispatchData = FourCharacterCode("LNda");
+inline constexpr unsigned int kTypeVoid = FourCharacterCode("void");
+
 /// Class and kind of the event that marks the end of what was queued before.
 inline constexpr unsigned int kMarker = FourCharacterCode("Plac");
 

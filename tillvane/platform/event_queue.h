@@ -21,6 +21,10 @@ inline constexpr int kLowPriority = 0;
 inline constexpr int kStandardPriority = 1;
 inline constexpr int kHighPriority = 2;
 
+/// The system's own name for an event; both mean the same one.
+inline EventRef NativeEvent(Event* event) { return reinterpret_cast<EventRef>(event); }
+inline Event* EventOfNative(EventRef event) { return reinterpret_cast<Event*>(event); }
+
 /// \return an event without parameters, null when memory ran out
 Event* CreateEvent(unsigned int cls, unsigned int kind);
 Event* RetainEvent(Event* event);

@@ -1,3 +1,4 @@
 #pragma once
 
+#include <Carbon/Carbon.h>
 #include <CoreFoundation/CFSocket.h>
