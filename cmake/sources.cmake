@@ -11,9 +11,11 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LProcessEventsHandler.h
   tillvane/core/LProcessInterface.h
   tillvane/core/LProcessRun.h
+  tillvane/core/LQueuedNotify.h
   tillvane/core/LSignalObject.h
   tillvane/core/LSystemLockMutex.h
   tillvane/core/LThread.h
+  tillvane/core/LThreadNotifyInterface.h
   tillvane/core/LThreadRunOnMainThread.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
@@ -29,10 +31,12 @@ set(TILLVANE_SOURCES
   tillvane/core/process_events_handler.cpp
   tillvane/core/process_interface.cpp
   tillvane/core/process_run.cpp
+  tillvane/core/queued_notify.cpp
   tillvane/core/signal_object.cpp
   tillvane/core/sleep_for.cpp
   tillvane/core/system_lock_mutex.cpp
   tillvane/core/thread.cpp
+  tillvane/core/thread_notify_interface.cpp
   tillvane/core/thread_run_on_main_thread.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
@@ -53,10 +57,12 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/process_events_queue_test.cpp
   tillvane/core/process_interface_test.cpp
   tillvane/core/process_run_test.cpp
+  tillvane/core/queued_notify_test.cpp
   tillvane/core/signal_object_group_test.cpp
   tillvane/core/signal_object_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
   tillvane/core/thread_stress_test.cpp
+  tillvane/core/thread_notify_interface_test.cpp
   tillvane/core/thread_run_on_main_thread_destroy_test.cpp
   tillvane/core/thread_run_on_main_thread_test.cpp
   tillvane/core/thread_test.cpp

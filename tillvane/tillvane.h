@@ -11,9 +11,11 @@
 #include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LProcessInterface.h>
 #include <tillvane/core/LProcessRun.h>
+#include <tillvane/core/LQueuedNotify.h>
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/LThread.h>
+#include <tillvane/core/LThreadNotifyInterface.h>
 #include <tillvane/core/LThreadRunOnMainThread.h>
 #include <tillvane/store/TillvaneStore.h>
 #include <tillvane/text/LStringLong.h>

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <memory>
+
+#include <tillvane/core/LThreadRunOnMainThread.h>
+#include <tillvane/export.h>
+
+/// \file
+/// Notifications from any thread that are received on the main thread, in the order of posting.
+///
+/// LThreadRunOnMainThread::Init() comes first. The owner calls the destroy operation on the main thread, sees to it
+/// that no thread posts any more, and then frees the object, which may happen within a notification. What is posted
+/// after the destroy operation is dropped. Nothing is thrown but std::bad_alloc, by a post that memory does not suffice
+/// for; nothing has been posted then.
+
+/// A notification without contents.
+class TILLVANE_API LThreadQueuedNotify {
+ public:
+  LThreadQueuedNotify();
+  virtual ~LThreadQueuedNotify();
+
+  /// Called on the main thread, once for each post.
+  virtual void QueuedNotify() = 0;
+
+  /// Any thread.
+  void PostQueueNotify();
+
+  /// Withdraws what is queued and drops later posts. Main thread only.
+  void ThreadQueuedNotifyDestroy();
+
+ private:
+  friend struct LThreadQueuedNotifyLayout;
+
+  LThreadRunOnMainThread sender_;
+};
+
+/// One LThreadQueuedNotify::QueuedNotify() to come.
+class TILLVANE_API LThreadQueuedNotifyData : public LThreadRunOnMainThreadData {
+ public:
+  explicit LThreadQueuedNotifyData(LThreadQueuedNotify* notify);
+  ~LThreadQueuedNotifyData() override;
+  void MainThreadFunction() override;
+
+ private:
+  friend struct LThreadQueuedNotifyDataLayout;
+
+  LThreadQueuedNotify* notify_;
+};
+
+/// Notifications with a code and bytes.
+class TILLVANE_API LQueuedNotifyDataHandler {
+ public:
+  LQueuedNotifyDataHandler();
+  virtual ~LQueuedNotifyDataHandler();
+
+  /// Called on the main thread, once for each post.
+  /// \param data a copy of what was posted, valid during the call; null where there was none
+  /// \param size its bytes; without data, the number that was posted
+  virtual void EvQueuedNotifyData(unsigned int code, const void* data, unsigned long size) = 0;
+
+  /// Posts a code and a copy of `size` bytes. Any thread.
+  ///
+  /// Without data the size is a number of its own, at most 0xFFFFFFFF, which larger ones count as. A copy of more bytes
+  /// than that cannot be had: std::bad_alloc.
+  void PostNotifyFromSender(unsigned int code, const void* data, unsigned long size);
+
+  /// Withdraws what is queued and drops later posts. Main thread only.
+  void QueuedNotifyDataHandlerDestroy();
+
+ private:
+  friend struct LQueuedNotifyDataHandlerLayout;
+
+  LThreadRunOnMainThread sender_;
+};
+
+/// One LQueuedNotifyDataHandler::EvQueuedNotifyData() to come.
+class TILLVANE_API LQueuedNotifyDataHandlerData : public LThreadRunOnMainThreadData {
+ public:
+  /// Copies as PostNotifyFromSender says.
+  LQueuedNotifyDataHandlerData(LQueuedNotifyDataHandler* handler, unsigned int code, const void* data,
+                               unsigned long size);
+  ~LQueuedNotifyDataHandlerData() override;
+  void MainThreadFunction() override;
+
+ private:
+  friend struct LQueuedNotifyDataHandlerDataLayout;
+
+  LQueuedNotifyDataHandler* handler_;
+  unsigned int code_;
+  std::unique_ptr<unsigned char[]> copy_;
+  unsigned int size_;
+};
