@@ -13,10 +13,8 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily}, {"events", bench::RunEventsFamily}, {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},   {"tick", bench::RunTickFamily},
     {"signal", bench::RunSignalFamily},   {"events", bench::RunEventsFamily}, {"dispatch", bench::RunDispatchFamily},
-    {"threads", bench::RunThreadsFamily}, {"tick", bench::RunTickFamily},
+    {"threads", bench::RunThreadsFamily}, {"locks", bench::RunLocksFamily},   {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

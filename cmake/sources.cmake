@@ -53,6 +53,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/list_test.cpp
   tillvane/core/lock_object_shared_stress_test.cpp
   tillvane/core/lock_object_shared_test.cpp
+  tillvane/core/main_thread_dispatch_stress_test.cpp
   tillvane/core/process_events_handler_test.cpp
   tillvane/core/process_events_queue_test.cpp
   tillvane/core/process_interface_test.cpp
@@ -61,10 +62,10 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/signal_object_group_test.cpp
   tillvane/core/signal_object_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
-  tillvane/core/thread_stress_test.cpp
   tillvane/core/thread_notify_interface_test.cpp
   tillvane/core/thread_run_on_main_thread_destroy_test.cpp
   tillvane/core/thread_run_on_main_thread_test.cpp
+  tillvane/core/thread_stress_test.cpp
   tillvane/core/thread_test.cpp
   tillvane/store/store_bridge_test.cpp
   tillvane/store/store_model_test.cpp

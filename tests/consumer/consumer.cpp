@@ -90,62 +90,62 @@ void CheckLocks() {
   lock.LockExclusive();
   lock.UnlockExclusive();
   CHECK(flocktimed(-1, 6, 0) != 0);
-/// A host's own thread, which reports to the host on the main thread.
-class Worker : public LThreadNotifyInterface {
- public:
-  using LThreadNotifyInterface::LThreadNotifyInterface;
-  void ThreadFunction() override { SetError("from a thread"); }
-};
+  /// A host's own thread, which reports to the host on the main thread.
+  class Worker : public LThreadNotifyInterface {
+   public:
+    using LThreadNotifyInterface::LThreadNotifyInterface;
+    void ThreadFunction() override { SetError("from a thread"); }
+  };
 
-class Notified : public LThreadQueuedNotify {
- public:
-  void QueuedNotify() override { ++count; }
-  int count = 0;
-};
+  class Notified : public LThreadQueuedNotify {
+   public:
+    void QueuedNotify() override { ++count; }
+    int count = 0;
+  };
 
-class Work : public LThreadRunOnMainThreadData {
- public:
-  explicit Work(bool& done) : done_(done) {}
-  void MainThreadFunction() override { done_ = true; }
+  class Work : public LThreadRunOnMainThreadData {
+   public:
+    explicit Work(bool& done) : done_(done) {}
+    void MainThreadFunction() override { done_ = true; }
 
- private:
-  bool& done_;
-};
+   private:
+    bool& done_;
+  };
 
-void CheckMainThreadDispatch() {
-  LThreadRunOnMainThread::Init();
-  LThreadRunOnMainThread sender;
-  bool done = false;
-  sender.RunOnMainThread(new Work(done));
-  Notified notified;
-  notified.PostQueueNotify();
-  Reporter reporter;
-  Worker worker(&reporter);
-  worker.Start(31);
-  worker.JoinThread();
-  CHECK(sender.GetRefCount() == 1);
-  CHECK(LEventQueueDrain());
-  CHECK(done);
-  CHECK(notified.count == 1);
-  CHECK(std::strcmp(reporter.error, "from a thread") == 0);
-  worker.QueuedNotifyDataHandlerDestroy();
-  notified.ThreadQueuedNotifyDestroy();
-  sender.ThreadRunOnMainThreadDestroy();
-  LThreadRunOnMainThread::Destroy();
-}
+  void CheckMainThreadDispatch() {
+    LThreadRunOnMainThread::Init();
+    LThreadRunOnMainThread sender;
+    bool done = false;
+    sender.RunOnMainThread(new Work(done));
+    Notified notified;
+    notified.PostQueueNotify();
+    Reporter reporter;
+    Worker worker(&reporter);
+    worker.Start(31);
+    worker.JoinThread();
+    CHECK(sender.GetRefCount() == 1);
+    CHECK(LEventQueueDrain());
+    CHECK(done);
+    CHECK(notified.count == 1);
+    CHECK(std::strcmp(reporter.error, "from a thread") == 0);
+    worker.QueuedNotifyDataHandlerDestroy();
+    notified.ThreadQueuedNotifyDestroy();
+    sender.ThreadRunOnMainThreadDestroy();
+    LThreadRunOnMainThread::Destroy();
+  }
 
-void CheckStore(bool able_to_pay) {
-  LProcessInterfaceVoid process;
-  TillvaneManager* manager = TillvaneInit();
-  CHECK(manager != nullptr);
-  CHECK(TillvaneIsAbleToMakePayments(manager, process) == able_to_pay);
-  // Without a price there is nothing to buy.
-  CHECK(TillvanePurchaseApplication(manager, process, false) == 2);
-  TillvaneSetPurchaseConfirmation(nullptr, nullptr);
-  TillvaneDecideDeferredPurchases(true);
-  TillvaneDestroy(manager);
-  TillvaneDestroy(nullptr);
-}
+  void CheckStore(bool able_to_pay) {
+    LProcessInterfaceVoid process;
+    TillvaneManager* manager = TillvaneInit();
+    CHECK(manager != nullptr);
+    CHECK(TillvaneIsAbleToMakePayments(manager, process) == able_to_pay);
+    // Without a price there is nothing to buy.
+    CHECK(TillvanePurchaseApplication(manager, process, false) == 2);
+    TillvaneSetPurchaseConfirmation(nullptr, nullptr);
+    TillvaneDecideDeferredPurchases(true);
+    TillvaneDestroy(manager);
+    TillvaneDestroy(nullptr);
+  }
 
 }  // namespace
 

@@ -1,0 +1,86 @@
+// The worker example, as its user runs it.
+
+#include <signal.h>
+
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include <tests/process/terminal_child.h>
+#include <tests/support/child_process.h>
+
+namespace {
+
+using support::ChildProcess;
+using support::ProcessResult;
+using support::TerminalChild;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr unsigned int kEndMs = 50000;
+
+ProcessResult RunWorker(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), TILLVANE_TEST_WORKER);
+  return support::RunProcess(arguments, kEndMs, {"LC_ALL=C", "TERM=xterm"});
+}
+
+TEST(WorkerExample, CountsWithSeveralThreads) {
+  for (const char* threads : {"1", "4", "60"}) {
+    const ProcessResult result = RunWorker({"--below", "100000", "--threads", threads});
+    EXPECT_EQ(result.exit_code, 0) << threads;
+    EXPECT_THAT(result.output, HasSubstr("9592 primes below 100000, in 10 blocks\n")) << threads;
+    EXPECT_THAT(result.output, HasSubstr("  100 %\n")) << threads;
+    EXPECT_EQ(result.errors, "");
+  }
+}
+
+TEST(WorkerExample, CountsTheSmallestRange) {
+  EXPECT_THAT(RunWorker({"--below", "2"}).output, HasSubstr("0 primes below 2, in 1 blocks\n"));
+  EXPECT_THAT(RunWorker({"--below", "4", "--threads", "3"}).output, HasSubstr("2 primes below 4, in 1 blocks\n"));
+}
+
+TEST(WorkerExample, CtrlCStopsTheThreads) {
+  ChildProcess child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "8"}, {"LC_ALL=C"});
+  ASSERT_TRUE(child.WaitForOutput("counting", kEndMs));
+  child.Signal(SIGINT);
+  ASSERT_TRUE(child.WaitForEnd(kEndMs));
+  EXPECT_EQ(child.ExitCode(), 130);
+  EXPECT_THAT(child.Output(), HasSubstr("of 10000 blocks\n"));
+}
+
+TEST(WorkerExample, AtATerminalOneLineMoves) {
+  TerminalChild child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "2"}, {"LC_ALL=C", "TERM=xterm"});
+  EXPECT_TRUE(child.WaitFor("%  counting from ", kEndMs));
+  EXPECT_TRUE(child.WaitFor(", worker ", kEndMs));
+  child.Type("\x03");
+  EXPECT_EQ(child.WaitForEnd(kEndMs), 130);
+}
+
+TEST(WorkerExample, TooManyThreadsAreOneClearError) {
+  const ProcessResult result =
+      support::RunProcess({"/bin/sh", "-c", "ulimit -n 100; exec '" TILLVANE_TEST_WORKER "' --threads 50"}, kEndMs);
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_EQ(result.errors, "worker: the system has no room for so many threads\n");
+  EXPECT_THAT(result.output, Not(HasSubstr("primes below 3000000, in")));
+}
+
+TEST(WorkerExample, WrongUseIsRefused) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {"--threads"}, {"--threads", "0"}, {"--threads", "1001"}, {"--threads", "2x"},        {"--below", "1"},
+      {"--below"},   {"--below", "-5"},  {"--below", ""},       {"--below", "99999999999"}, {"primes"}};
+  for (const auto& arguments : wrong) {
+    const ProcessResult result = RunWorker(arguments);
+    EXPECT_EQ(result.exit_code, 2) << arguments.back();
+    EXPECT_THAT(result.errors, HasSubstr("worker: ")) << arguments.back();
+    EXPECT_EQ(result.output, "");
+  }
+}
+
+TEST(WorkerExample, HelpNamesTheFlags) {
+  const ProcessResult result = RunWorker({"--help"});
+  EXPECT_EQ(result.exit_code, 0);
+  for (const char* flag : {"--below", "--threads", "--help"}) EXPECT_THAT(result.output, HasSubstr(flag));
+}
+
+}  // namespace
