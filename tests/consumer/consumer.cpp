@@ -81,6 +81,27 @@ void CheckEventQueue() {
   LRunLoopLeave();
 }
 
+class Sleeper : public LDetachedThread {
+ public:
+  void ThreadFunction() override { ProcessWait(60000); }
+};
+
+void CheckThreads() {
+  CHECK(LIsMainThread());
+  LDetachedThreadsOwner owner;
+  auto* const sleeper = new Sleeper;
+  owner.Add(sleeper);
+  CHECK(sleeper->StartDetached(owner, 31) == 0);
+  owner.StopThreadsNow();
+  auto* const run = new ProcessRunData;
+  run->command = "exit 3";
+  run->release.Signal();
+  LStringLong copy;
+  copy.Append(run->command.c_str());
+  CHECK(copy.size() == 6);
+  CHECK(ProcessRunThreadCallback(run) == nullptr);
+}
+
 void CheckLocks() {
   LLockObjectShared lock;
   lock.LockShared();
@@ -90,62 +111,64 @@ void CheckLocks() {
   lock.LockExclusive();
   lock.UnlockExclusive();
   CHECK(flocktimed(-1, 6, 0) != 0);
-  /// A host's own thread, which reports to the host on the main thread.
-  class Worker : public LThreadNotifyInterface {
-   public:
-    using LThreadNotifyInterface::LThreadNotifyInterface;
-    void ThreadFunction() override { SetError("from a thread"); }
-  };
+}
 
-  class Notified : public LThreadQueuedNotify {
-   public:
-    void QueuedNotify() override { ++count; }
-    int count = 0;
-  };
+/// A host's own thread, which reports to the host on the main thread.
+class Worker : public LThreadNotifyInterface {
+ public:
+  using LThreadNotifyInterface::LThreadNotifyInterface;
+  void ThreadFunction() override { SetError("from a thread"); }
+};
 
-  class Work : public LThreadRunOnMainThreadData {
-   public:
-    explicit Work(bool& done) : done_(done) {}
-    void MainThreadFunction() override { done_ = true; }
+class Notified : public LThreadQueuedNotify {
+ public:
+  void QueuedNotify() override { ++count; }
+  int count = 0;
+};
 
-   private:
-    bool& done_;
-  };
+class Work : public LThreadRunOnMainThreadData {
+ public:
+  explicit Work(bool& done) : done_(done) {}
+  void MainThreadFunction() override { done_ = true; }
 
-  void CheckMainThreadDispatch() {
-    LThreadRunOnMainThread::Init();
-    LThreadRunOnMainThread sender;
-    bool done = false;
-    sender.RunOnMainThread(new Work(done));
-    Notified notified;
-    notified.PostQueueNotify();
-    Reporter reporter;
-    Worker worker(&reporter);
-    worker.Start(31);
-    worker.JoinThread();
-    CHECK(sender.GetRefCount() == 1);
-    CHECK(LEventQueueDrain());
-    CHECK(done);
-    CHECK(notified.count == 1);
-    CHECK(std::strcmp(reporter.error, "from a thread") == 0);
-    worker.QueuedNotifyDataHandlerDestroy();
-    notified.ThreadQueuedNotifyDestroy();
-    sender.ThreadRunOnMainThreadDestroy();
-    LThreadRunOnMainThread::Destroy();
-  }
+ private:
+  bool& done_;
+};
 
-  void CheckStore(bool able_to_pay) {
-    LProcessInterfaceVoid process;
-    TillvaneManager* manager = TillvaneInit();
-    CHECK(manager != nullptr);
-    CHECK(TillvaneIsAbleToMakePayments(manager, process) == able_to_pay);
-    // Without a price there is nothing to buy.
-    CHECK(TillvanePurchaseApplication(manager, process, false) == 2);
-    TillvaneSetPurchaseConfirmation(nullptr, nullptr);
-    TillvaneDecideDeferredPurchases(true);
-    TillvaneDestroy(manager);
-    TillvaneDestroy(nullptr);
-  }
+void CheckMainThreadDispatch() {
+  LThreadRunOnMainThread::Init();
+  LThreadRunOnMainThread sender;
+  bool done = false;
+  sender.RunOnMainThread(new Work(done));
+  Notified notified;
+  notified.PostQueueNotify();
+  Reporter reporter;
+  Worker worker(&reporter);
+  worker.Start(31);
+  worker.JoinThread();
+  CHECK(sender.GetRefCount() == 1);
+  CHECK(LEventQueueDrain());
+  CHECK(done);
+  CHECK(notified.count == 1);
+  CHECK(std::strcmp(reporter.error, "from a thread") == 0);
+  worker.QueuedNotifyDataHandlerDestroy();
+  notified.ThreadQueuedNotifyDestroy();
+  sender.ThreadRunOnMainThreadDestroy();
+  LThreadRunOnMainThread::Destroy();
+}
+
+void CheckStore(bool able_to_pay) {
+  LProcessInterfaceVoid process;
+  TillvaneManager* manager = TillvaneInit();
+  CHECK(manager != nullptr);
+  CHECK(TillvaneIsAbleToMakePayments(manager, process) == able_to_pay);
+  // Without a price there is nothing to buy.
+  CHECK(TillvanePurchaseApplication(manager, process, false) == 2);
+  TillvaneSetPurchaseConfirmation(nullptr, nullptr);
+  TillvaneDecideDeferredPurchases(true);
+  TillvaneDestroy(manager);
+  TillvaneDestroy(nullptr);
+}
 
 }  // namespace
 
@@ -156,6 +179,7 @@ int main(int argc, char** argv) {
   CheckProcessInterface();
   CheckWaitsThatPump();
   CheckEventQueue();
+  CheckThreads();
   CheckLocks();
   CheckMainThreadDispatch();
   CheckStore(std::strcmp(argv[1], "yes") == 0);
