@@ -37,6 +37,8 @@ class LStringLongTemplate {
  private:
   friend struct LStringLongLayout;
 
+  void AppendUnits(const T* units, unsigned long count);
+
   T* buffer_ = nullptr;
   unsigned int length_ = 0;
   unsigned int capacity_ = 0;

@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
 
 #include <tillvane/text/LStringLong.h>
@@ -17,6 +18,9 @@ struct LStringLongLayout {
 };
 
 namespace {
+
+// clang++ 14 makes what is only for `char` for the other widths too, where nobody can call it: it has to be good C++
+// there.
 
 /// A size that the 32-bit fields can hold.
 unsigned int Fitting(unsigned long size) {
@@ -63,29 +67,33 @@ void LStringLongTemplate<T>::GrowToSize(unsigned long size) {
 }
 
 template <class T>
-T* LStringLongTemplate<T>::Append(const T* text) requires(sizeof(T) == 1) {
-  const std::size_t added = std::strlen(text);
-  const unsigned long size = length_ + added + 1;
+void LStringLongTemplate<T>::AppendUnits(const T* units, unsigned long count) {
+  const unsigned long size = length_ + count + 1;
   if (capacity_ >= size) {
-    std::memmove(buffer_ + length_, text, added);
+    std::memmove(buffer_ + length_, units, count * sizeof(T));
   } else {
-    // The old buffer stays until the text, which may lie in it, is copied.
+    // The old buffer stays until the units, which may lie in it, are copied.
     LStringLongTemplate grown;
     grown.GrowToSize(size);
     std::copy_n(c_str(), length_, grown.buffer_);
-    std::copy_n(text, added, grown.buffer_ + length_);
+    std::copy_n(units, count, grown.buffer_ + length_);
     grown.length_ = length_;
     *this = std::move(grown);
   }
-  length_ += static_cast<unsigned int>(added);
+  length_ += static_cast<unsigned int>(count);
   buffer_[length_] = 0;
+}
+
+template <class T>
+T* LStringLongTemplate<T>::Append(const T* text) requires(sizeof(T) == 1) {
+  AppendUnits(text, std::char_traits<T>::length(text));
   return buffer_;
 }
 
 template <class T>
 LStringLongTemplate<T>& LStringLongTemplate<T>::operator=(const T* text) requires(sizeof(T) == 1) {
   LStringLongTemplate copy;
-  copy.Append(text);
+  copy.AppendUnits(text, std::char_traits<T>::length(text));
   return *this = std::move(copy);
 }
 
