@@ -69,7 +69,7 @@ void LStringLongTemplate<T>::GrowToSize(unsigned long size) {
 template <class T>
 void LStringLongTemplate<T>::AppendUnits(const T* units, unsigned long count) {
   const unsigned long size = length_ + count + 1;
-  if (capacity_ >= size) {
+  if (buffer_ != nullptr && capacity_ >= size) {
     std::memmove(buffer_ + length_, units, count * sizeof(T));
   } else {
     // The old buffer stays until the units, which may lie in it, are copied.
