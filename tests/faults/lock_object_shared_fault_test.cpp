@@ -43,7 +43,8 @@ int poll(pollfd* descriptors, nfds_t count, int ms) {
 }
 
 ssize_t read(int descriptor, void* bytes, size_t size) {
-  if (before_read) before_read();
+  // A copy, which may take itself away.
+  if (const auto function = before_read) function();
   return Next(&read, "read")(descriptor, bytes, size);
 }
 

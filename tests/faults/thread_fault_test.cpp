@@ -26,7 +26,7 @@ namespace {
 
 std::atomic<bool> no_threads{false}, no_pipes{false}, no_shell{false}, no_priorities{false};
 // What happens inside of a call, while it is set.
-std::function<void()> in_pthread_create, in_write;
+std::function<void()> in_pthread_create, in_write, in_cond_wait, in_setpriority;
 // How long a new thread takes before it begins.
 std::atomic<int> slow_start_ms{0};
 std::atomic<int> pclose_error{0};
@@ -70,7 +70,17 @@ ssize_t write(int descriptor, const void* bytes, size_t size) {
 }
 
 int setpriority(__priority_which_t which, id_t who, int nice) noexcept {
+  if (const auto function = std::exchange(in_setpriority, {})) function();
   return no_priorities ? Fail(EACCES, -1) : Next(&setpriority, "setpriority")(which, who, nice);
+}
+
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  const auto function = std::exchange(in_cond_wait, {});
+  if (!function) return Next(&pthread_cond_wait, "pthread_cond_wait")(condition, mutex);
+  pthread_mutex_unlock(mutex);
+  function();
+  pthread_mutex_lock(mutex);
+  return 0;
 }
 
 int pipe2(int ends[2], int flags) noexcept { return no_pipes ? Fail(EMFILE, -1) : Next(&pipe2, "pipe2")(ends, flags); }
@@ -145,6 +155,23 @@ TEST(ThreadFaults, NobodyWaitsForAThreadThatCouldNotBeMade) {
   EXPECT_FALSE(thread.EndedSignal().IsSignaled());
 }
 
+TEST(ThreadFaults, WhoWaitsBesideAJoinWaitsForThatThreadOnly) {
+  FunctionThread thread(SleepUntilStopped);
+  thread.Start(kOrdinaryPriority);
+  std::thread joiner([&] { thread.JoinThread(); });
+  support::SleepMs(20);
+  // What it waited for has ended by the time it wakes up, and another one runs.
+  in_cond_wait = [&] {
+    thread.StopThreadSoon();
+    joiner.join();
+    thread.Start(kOrdinaryPriority);
+  };
+  thread.JoinThread();
+  if (joiner.joinable()) joiner.join();
+  EXPECT_TRUE(thread.IsRunning());
+  EXPECT_TRUE(support::WaitUntil([&] { return thread.runs == 2; }));
+}
+
 TEST(ThreadFaults, APriorityThatCannotBeGivenIsTheAnswer) {
   const Without priorities(no_priorities);
   FunctionThread thread(SleepUntilStopped);
@@ -157,6 +184,19 @@ TEST(ThreadFaults, APriorityThatCannotBeGivenIsTheAnswer) {
   owner.Add(detached);
   EXPECT_EQ(detached->StartDetached(owner, kOrdinaryPriority), EACCES);
   EXPECT_EQ(alive, 1) << "it was started all the same";
+}
+
+// Its number would be free for another thread.
+TEST(ThreadFaults, AThreadDoesNotEndWhileItGetsAPriority) {
+  FunctionThread thread(SleepUntilStopped);
+  thread.Start(kOrdinaryPriority);
+  in_setpriority = [&] {
+    thread.StopThreadSoon();
+    support::SleepMs(50);
+    EXPECT_TRUE(thread.IsRunning());
+  };
+  EXPECT_EQ(thread.SetPriority(kOrdinaryPriority), 0);
+  thread.JoinThread();
 }
 
 TEST(ThreadFaults, ARestartWaitsForTheNewThreadToBegin) {

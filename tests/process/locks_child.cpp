@@ -1,10 +1,19 @@
 // Another process at a lock: does what its arguments say, and writes a line when it has come so far.
 //
-//   hold NAME          holds the lock of that name; SIGUSR1 unlocks it, SIGINT ends the process with it, SIGTERM
-//   returns raise NAME         adds 1 to the semaphore of that name, behind the lock's back count NAME FILE N  adds 1
-//   to the number in the file N times, each time under the lock of that name flock FILE         holds the file
-//   exclusively; SIGUSR1 unlocks it, SIGTERM returns upgrade N          N threads hold a lock shared and then upgrade
-//   it
+// hold NAME
+//   holds the lock of that name; SIGUSR1 unlocks it, SIGINT ends the process with it, SIGTERM returns
+//
+// raise NAME
+//   adds 1 to the semaphore of that name, behind the lock's back
+//
+// count NAME FILE N
+//   adds 1 to the number in the file N times, each time under the lock of that name
+//
+// flock FILE
+//   holds the file exclusively; SIGUSR1 unlocks it, SIGTERM returns
+//
+// upgrade N
+//   N threads hold a lock shared and then upgrade it
 
 #include <fcntl.h>
 #include <signal.h>

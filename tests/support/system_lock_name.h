@@ -16,8 +16,11 @@ namespace support {
 class SystemLockName {
  public:
   SystemLockName() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-    name_ = "tillvane-test-" + std::to_string(getpid()) + '-' + std::to_string(now);
+    // Only the last seven bytes of a name count, five bits of each: the process's number and some bits of the clock.
+    const auto now = static_cast<unsigned int>(std::chrono::steady_clock::now().time_since_epoch().count());
+    const unsigned int number = (now << 22) + static_cast<unsigned int>(getpid());
+    name_ = "tillvane-test-";
+    for (int shift = 30; shift >= 0; shift -= 5) name_ += static_cast<char>('@' + (number >> shift) % 32);
   }
   ~SystemLockName() { Remove(); }
   SystemLockName(const SystemLockName&) = delete;

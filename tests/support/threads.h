@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/resource.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <functional>
@@ -13,7 +15,8 @@
 
 namespace support {
 
-inline constexpr int kOrdinaryPriority = 31;
+/// The priority of this process's threads: any user may give it to another one.
+inline const int kOrdinaryPriority = 31 - getpriority(PRIO_PROCESS, 0);
 
 /// A thread with the function that it is given.
 class FunctionThread : public LThread {

@@ -35,12 +35,12 @@ class Stopwatch {
 
 inline void SleepMs(int ms) { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); }
 
-/// Looks again and again, for a second at most. \return whether it came true
+/// Looks again and again, for some seconds at most. \return whether it came true
 template <class Condition>
 bool WaitUntil(const Condition& condition) {
   const Stopwatch watch;
   while (!condition()) {
-    if (watch.Ms() > 1000) return false;
+    if (watch.Ms() > kSoonMs) return false;
     SleepMs(1);
   }
   return true;

@@ -47,7 +47,7 @@ class TILLVANE_API LDetachedThreadsOwner {
   /// Takes a thread that is in no list and does not run. It is the owner's from now on.
   void Add(LDetachedThread* thread);
 
-  /// Asks all threads to stop, and returns at once.
+  /// Asks all threads to stop, and does not wait for their end. It may wait for one that is just being started.
   void StopThreadsSoon();
 
   /// Asks all threads to stop, waits until they have ended, and deletes them; those that end by themselves or are

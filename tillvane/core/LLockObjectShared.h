@@ -11,9 +11,10 @@
 /// long as nobody has to wait.
 ///
 /// Readers go first: as long as one of them reads, others come in, also past a writer that waits, and only the last one
-/// to leave lets it in. Nothing is recursive in exclusive use; a thread may hold the lock shared several times. None of
-/// the calls checks that the caller holds what it gives up. Any thread may call them, no signal handler may. The lock
-/// is destroyed when every call has returned.
+/// to leave lets it in. Nothing is recursive in exclusive use; a thread may hold the lock shared several times as long
+/// as nobody upgrades, which closes it to further readers, and whoever upgrades holds it once. None of the calls checks
+/// that the caller holds what it gives up. Any thread may call them, no signal handler may. The lock is destroyed when
+/// every call has returned.
 ///
 /// When the process was out of descriptors as the lock was made, it works all the same, but whoever waits looks again
 /// every millisecond.

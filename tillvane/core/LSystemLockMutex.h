@@ -5,8 +5,10 @@
 /// A lock that processes share: whoever uses the same name excludes the others, threads of one process included.
 ///
 /// It is a System V semaphore whose key is made from the name: 1 when free, 0 when held. The system gives the lock back
-/// when its holder's process ends, however it ends. Names are bytes; two names may have the same key, and then they are
-/// the same lock. The set of the semaphore, open to every user, stays in the system when the last process is gone.
+/// when its holder's process ends, however it ends. Names are bytes, of which the last seven count, the first of these
+/// hardly: put there what tells a name apart, since two names with the same key are the same lock. The set of the
+/// semaphore, open to every user, stays in the system when the last process is gone; a process that ends between making
+/// it and marking it free leaves it held.
 ///
 /// An object serves one critical section: build it, lock it, do the work, Unlock() it or let it go. It is not
 /// synchronised; threads that are to exclude each other have an object each. Nothing here may be called from a signal
@@ -26,7 +28,8 @@ class LSystemLockMutex {
 
   /// Tries to get the lock every 10 ms: once for each 10 ms of `ms`, begun ones included, and at least once. It sleeps
   /// after the last attempt too. Signal handlers shorten no sleep; 0xFFFFFFFF is nearly fifty days.
-  /// \return false when the time passed, and at once, with errno, when there is no semaphore or the system refuses
+  /// \return false when the time passed, and at once, with errno, when there is no semaphore (EINVAL) or the system
+  /// refuses
   TILLVANE_API bool Lock(unsigned int ms);
 
   /// Waits for the lock without a limit. It comes back without the lock, and does not say so, when there is no

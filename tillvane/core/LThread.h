@@ -96,9 +96,9 @@ class TILLVANE_API LThread : public LProcessInterface {
   void ForgetSignals();
   void Run();
   void EndLocked();
-  Taken Take();
+  Taken Take(bool asks_to_stop);
   void Join(const Taken& taken);
-  void StopAndJoin(const Taken& taken);
+  void WaitForStart();
 
   // What says that the thread runs is guarded by the state lock, and cleared by the thread itself. Whoever is going to
   // join it marks it as taken before; a thread that nobody has taken detaches itself.

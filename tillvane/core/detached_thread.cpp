@@ -79,7 +79,7 @@ void LDetachedThreadsOwner::StopThreadsNow() {
       }
       taken = TakeOut(thread);
     }
-    thread->StopAndJoin(taken);
+    thread->Join(taken);
     Delete(thread);
   }
 }
@@ -92,7 +92,7 @@ void LDetachedThreadsOwner::Destruct(LDetachedThread* thread) {
     taken = TakeOut(thread);
   }
   // Before its destructor begins: the thread's function never sees members that are gone.
-  thread->StopAndJoin(taken);
+  thread->Join(taken);
   Delete(thread);
 }
 
@@ -101,7 +101,7 @@ void LDetachedThreadsOwner::Destruct(LDetachedThread* thread) {
 LThread::Taken LDetachedThreadsOwner::TakeOut(LDetachedThread* thread) {
   ++leaving_;
   const MutexGuard guard(thread->start_lock_);
-  return thread->Take();
+  return thread->Take(true);
 }
 
 void LDetachedThreadsOwner::Delete(LDetachedThread* thread) {

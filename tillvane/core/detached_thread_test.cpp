@@ -150,6 +150,36 @@ TEST_F(Detached, AFunctionMayEndItsThreadItself) {
   EXPECT_TRUE(WaitUntil([this] { return alive_ == 0; }));
 }
 
+// Also where a class does not stop its thread in its destructor.
+TEST_F(Detached, TheFunctionHasReturnedWhenTheDestructorBegins) {
+  struct Seen {
+    std::atomic<bool> running{false}, returned{false}, returned_before_the_end{false};
+  };
+  class Careless : public LDetachedThread {
+   public:
+    explicit Careless(Seen& seen) : seen_(seen) {}
+    ~Careless() override { seen_.returned_before_the_end = seen_.returned.load(); }
+    void ThreadFunction() override {
+      seen_.running = true;
+      SleepUntilStopped(*this);
+      support::SleepMs(30);
+      seen_.returned = true;
+    }
+
+   private:
+    Seen& seen_;
+  };
+  for (const bool all : {true, false}) {
+    Seen seen;
+    auto* const thread = new Careless(seen);
+    owner_.Add(thread);
+    ASSERT_EQ(thread->StartDetached(owner_, kOrdinaryPriority), 0);
+    ASSERT_TRUE(WaitUntil([&] { return seen.running.load(); }));
+    all ? owner_.StopThreadsNow() : owner_.Destruct(thread);
+    EXPECT_TRUE(seen.returned_before_the_end) << (all ? "StopThreadsNow" : "Destruct");
+  }
+}
+
 // The maker is not done with the object before StartDetached has answered.
 TEST_F(Detached, OneThatIsBeingStartedIsNotDeletedYet) {
   class SlowStart : public DetachedFunction {

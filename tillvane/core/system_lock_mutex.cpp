@@ -82,7 +82,10 @@ LSystemLockMutex::LSystemLockMutex(const char* name)
 LSystemLockMutex::~LSystemLockMutex() { Unlock(); }
 
 bool LSystemLockMutex::Lock(unsigned int ms) {
-  if (identifier_ < 0) return false;
+  if (identifier_ < 0) {
+    errno = EINVAL;
+    return false;
+  }
   for (long long budget = static_cast<long long>(ms) + kStepMs;;) {
     if (Take(IPC_NOWAIT)) return true;
     if (errno != EAGAIN) return false;

@@ -77,7 +77,9 @@ TEST(SystemLockMutex, ServesOneCriticalSection) {
   EXPECT_TRUE(lock.Lock(0));
   lock.Unlock();
   const Stopwatch watch;
+  errno = 0;
   EXPECT_FALSE(lock.Lock(kLongMs));
+  EXPECT_EQ(errno, EINVAL);
   EXPECT_LT(watch.Ms(), kSoonMs);
   lock.LockForever();
   EXPECT_EQ(name.Value(), 1);

@@ -47,8 +47,6 @@ LThread::LThread(const char*) : LThread() {}
 
 LThread::~LThread() {
   StopThreadAndWait();
-  // A start that has not answered yet still uses the object.
-  { const MutexGuard guard(start_lock_); }
   pthread_cond_destroy(&state_changed_);
   pthread_mutex_destroy(&state_lock_);
   pthread_mutex_destroy(&start_lock_);
@@ -144,10 +142,12 @@ void LThread::EndLocked() {
   pthread_cond_broadcast(&state_changed_);
 }
 
-/// Who gets a handle joins the thread, and no other does.
-LThread::Taken LThread::Take() {
+/// Who gets a handle joins the thread, and no other does. A request is made before the thread can end, and so is for no
+/// later one.
+LThread::Taken LThread::Take(bool asks_to_stop) {
   const MutexGuard guard(state_lock_);
   if (!running_.load()) return {0, 0};
+  if (asks_to_stop) StopThreadSoon();
   return {std::exchange(taken_, true) ? 0 : handle_, run_};
 }
 
@@ -157,15 +157,9 @@ void LThread::Join(const Taken& taken) {
     pthread_join(taken.handle, nullptr);
     return;
   }
-  // Somebody else joins it.
+  // Nothing runs, or somebody else joins it.
   const MutexGuard guard(state_lock_);
   while (running_.load() && run_ == taken.run) pthread_cond_wait(&state_changed_, &state_lock_);
-}
-
-void LThread::StopAndJoin(const Taken& taken) {
-  if (taken.run == 0) return;
-  StopThreadSoon();
-  Join(taken);
 }
 
 int LThread::SetPriority(int priority) {
@@ -185,12 +179,17 @@ void LThread::StopThreadSoon() {
   stop_requested_.store(true);
 }
 
-// A thread that is woken by the request finds its handle taken, and leaves the rest to the join.
-void LThread::StopThreadAndWait() { StopAndJoin(Take()); }
+void LThread::StopThreadAndWait() {
+  Join(Take(true));
+  WaitForStart();
+}
 
 void LThread::JoinThread() {
-  const Taken taken = Take();
-  if (taken.run != 0) Join(taken);
+  Join(Take(false));
+  WaitForStart();
 }
+
+/// A start that has not answered still uses the object, although its thread has ended.
+void LThread::WaitForStart() { const MutexGuard guard(start_lock_); }
 
 bool LIsMainThread() { return platform::IsMainThread(); }

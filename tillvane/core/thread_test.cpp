@@ -282,17 +282,50 @@ TEST(ThreadStart, WaitsThroughTheThreadsOwnFunction) {
   thread.JoinThread();
 }
 
-TEST(ThreadEnd, TheDestructorAsksToStopAndWaits) {
-  std::atomic<bool> returned{false};
-  {
-    FunctionThread thread([&](LThread& self) {
-      SleepUntilStopped(self);
-      support::SleepMs(20);
-      returned = true;
-    });
-    thread.Start(kOrdinaryPriority);
+/// A thread that leaves its end to the base class.
+class Careless : public LThread {
+ public:
+  void ThreadFunction() override {
+    began = true;
+    while (!LThread::IsToStop()) LThread::ProcessWait(kNoLimit);
+    support::SleepMs(20);
+    returned = true;
   }
-  EXPECT_TRUE(returned);
+
+  static inline std::atomic<bool> began{false}, returned{false};
+};
+
+TEST(ThreadEnd, TheDestructorAsksToStopAndWaits) {
+  {
+    Careless thread;
+    thread.Start(kOrdinaryPriority);
+    // By then the function has been called, and the object is whole no longer.
+    ASSERT_TRUE(support::WaitUntil([] { return Careless::began.load(); }));
+  }
+  EXPECT_TRUE(Careless::returned);
+}
+
+TEST(ThreadEnd, WhoStopsWaitsForAStartThatHasNotAnswered) {
+  class SlowStart : public FunctionThread {
+   public:
+    using FunctionThread::FunctionThread;
+    ~SlowStart() override { StopThreadAndWait(); }
+    int ProcessWaitSignal(LSignalObjectRef signal, unsigned int ms) override {
+      const int answer = FunctionThread::ProcessWaitSignal(signal, ms);
+      support::SleepMs(50);
+      has_answered = true;
+      return answer;
+    }
+    std::atomic<bool> has_answered{false};
+  };
+  for (const bool joins : {true, false}) {
+    SlowStart thread([](LThread&) {});
+    std::thread starter([&] { thread.Start(kOrdinaryPriority); });
+    EXPECT_TRUE(thread.EndedSignal().WaitSignal(kLongMs));
+    joins ? thread.JoinThread() : thread.StopThreadAndWait();
+    EXPECT_TRUE(thread.has_answered);
+    starter.join();
+  }
 }
 
 TEST(ThreadEnd, WaitsForNothingWhereNoThreadRuns) {
@@ -309,7 +342,10 @@ TEST(ThreadEnd, WaitsForNothingWhereNoThreadRuns) {
 }
 
 TEST(ThreadEnd, AStopRequestReachesAThreadThatSomebodyJoins) {
-  FunctionThread thread(SleepUntilStopped);
+  FunctionThread thread([](LThread& self) {
+    SleepUntilStopped(self);
+    support::SleepMs(50);
+  });
   thread.Start(kOrdinaryPriority);
   std::thread joiner([&] { thread.JoinThread(); });
   support::SleepMs(20);
@@ -346,6 +382,10 @@ TEST(ThreadEnd, AThreadThatEndsByItselfGivesBackItsStack) {
       while (thread.IsRunning()) thread.EndedSignal().WaitSignal(kLongMs);
     }
   };
+  // One that was joined before, and joins of nothing, change nothing about that.
+  thread.Start(kOrdinaryPriority);
+  thread.JoinThread();
+  thread.JoinThread();
   run(50);
   const int before = Mappings();
   run(500);
@@ -355,7 +395,7 @@ TEST(ThreadEnd, AThreadThatEndsByItselfGivesBackItsStack) {
 /// A nice value that any process may give: a little worse than the test's own.
 int WorseNice(int steps) { return std::min(getpriority(PRIO_PROCESS, 0) + steps, 19); }
 /// The priority that stands for it.
-int PriorityOf(int nice) { return kOrdinaryPriority - nice; }
+int PriorityOf(int nice) { return 31 - nice; }
 
 TEST(ThreadPriority, IsOfARunningThreadOnly) {
   const int priority = PriorityOf(WorseNice(1));
@@ -434,13 +474,19 @@ TEST(ThreadPriority, ARequestThatComesBeforeTheStartAnswersDoesNotLoseIt) {
     }
     void ThreadFunction() override {
       id = platform::CurrentThreadId();
-      support::SleepMs(200);
+      while (!may_return) support::SleepMs(1);
     }
+    std::atomic<bool> may_return{false};
   };
   Hasty thread;
-  thread.Start(PriorityOf(WorseNice(5)));
-  EXPECT_EQ(thread.Nice(), WorseNice(5));
-  thread.JoinThread();
+  for (const int steps : {5, 3}) {
+    thread.id = 0;
+    thread.may_return = false;
+    thread.Start(PriorityOf(WorseNice(steps)));
+    EXPECT_EQ(thread.Nice(), WorseNice(steps));
+    thread.may_return = true;
+    thread.JoinThread();
+  }
 }
 
 }  // namespace

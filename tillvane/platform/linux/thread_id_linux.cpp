@@ -1,5 +1,6 @@
 #include <tillvane/platform/linux/thread_id_linux.h>
 
+#include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -13,7 +14,14 @@ namespace platform {
 
 namespace thread_id {
 constinit thread_local Kind kind = Kind::kUnknown;
-}
+
+namespace {
+
+// Whichever thread forks, the child begins with it.
+[[maybe_unused]] const int asks_again_in_a_child = pthread_atfork(nullptr, nullptr, [] { kind = Kind::kUnknown; });
+
+}  // namespace
+}  // namespace thread_id
 
 namespace {
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -186,6 +187,17 @@ TEST(ThreadPriority, AThreadThatInheritedAnotherPolicyBecomesOrdinary) {
     EXPECT_EQ(inherited, policy);
     EXPECT_EQ(creator.Policy(), policy);
   }
+}
+
+TEST(ThreadId, AForkedProcessBeginsWithTheThreadThatForked) {
+  int status = -1;
+  std::thread([&] {
+    EXPECT_FALSE(platform::IsMainThread());
+    const pid_t child = fork();
+    if (child == 0) _exit(platform::IsMainThread() ? 0 : 1);
+    waitpid(child, &status, 0);
+  }).join();
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace
