@@ -172,6 +172,29 @@ TEST(ThreadFaults, WhoWaitsBesideAJoinWaitsForThatThreadOnly) {
   EXPECT_TRUE(support::WaitUntil([&] { return thread.runs == 2; }));
 }
 
+TEST(ThreadFaults, ARequestForAThreadThatEndsReachesNoLaterOne) {
+  std::atomic<bool> may_return{false};
+  FunctionThread thread([&](LThread&) {
+    while (!may_return) support::SleepMs(1);
+  });
+  std::thread starter;
+  thread.Start(kOrdinaryPriority);
+  // While the request is under way its thread ends by itself, and somebody starts the object again.
+  in_write = [&] {
+    may_return = true;
+    EXPECT_TRUE(thread.EndedSignal().WaitSignal(kLongMs));
+    may_return = false;
+    starter = std::thread([&] { thread.Start(kOrdinaryPriority); });
+    support::SleepMs(30);
+    EXPECT_EQ(thread.runs, 1);
+  };
+  thread.StopThreadAndWait();
+  starter.join();
+  EXPECT_TRUE(thread.IsRunning());
+  EXPECT_FALSE(thread.IsToStop());
+  may_return = true;
+}
+
 TEST(ThreadFaults, APriorityThatCannotBeGivenIsTheAnswer) {
   const Without priorities(no_priorities);
   FunctionThread thread(SleepUntilStopped);

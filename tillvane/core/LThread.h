@@ -87,8 +87,9 @@ class TILLVANE_API LThread : public LProcessInterface {
   /// A running thread that somebody is going to wait for: `run` is 0 when there was none, and `handle` when somebody
   /// else joins it.
   struct Taken {
-    pthread_t handle;
-    unsigned int run;
+    pthread_t handle = 0;
+    unsigned int run = 0;
+    bool is_asked_to_stop = false;
   };
 
   static void* ThreadCallback(void* data);
@@ -116,6 +117,7 @@ class TILLVANE_API LThread : public LProcessInterface {
   pthread_mutex_t state_lock_;
   pthread_cond_t state_changed_;
   unsigned int run_ = 0;  ///< counts the threads that this object has had
+  int requests_ = 0;      ///< stop requests for the present thread that are being made
 };
 
 /// Is the calling thread the one that the process began with? Any thread.

@@ -84,6 +84,8 @@ int LThread::Create(void* (*entry)(void*)) {
   {
     // An earlier thread has left the object when the lock is free, and the new one does not end before it has a handle.
     const MutexGuard guard(state_lock_);
+    // A request for the earlier thread that is still being made must not reach the new one.
+    while (requests_ > 0) pthread_cond_wait(&state_changed_, &state_lock_);
     ForgetSignals();
     running_.store(true);
     if (const int error = pthread_create(&handle_, nullptr, entry, this)) {
@@ -142,24 +144,23 @@ void LThread::EndLocked() {
   pthread_cond_broadcast(&state_changed_);
 }
 
-/// Who gets a handle joins the thread, and no other does. A request is made before the thread can end, and so is for no
-/// later one.
+/// Who gets a handle joins the thread, and no other does.
 LThread::Taken LThread::Take(bool asks_to_stop) {
   const MutexGuard guard(state_lock_);
-  if (!running_.load()) return {0, 0};
-  if (asks_to_stop) StopThreadSoon();
-  return {std::exchange(taken_, true) ? 0 : handle_, run_};
+  if (!running_.load()) return {};
+  if (asks_to_stop) ++requests_;
+  return {std::exchange(taken_, true) ? 0 : handle_, run_, asks_to_stop};
 }
 
-/// Waits for the end of what was taken, and of nothing that was started since.
+/// Asks what was taken to stop, if so it was taken, and waits for its end and for nothing that was started since.
 void LThread::Join(const Taken& taken) {
-  if (taken.handle != 0) {
-    pthread_join(taken.handle, nullptr);
-    return;
-  }
-  // Nothing runs, or somebody else joins it.
+  if (taken.run == 0) return;
+  // Not with the lock: the thread that wakes up wants it.
+  if (taken.is_asked_to_stop) StopThreadSoon();
+  if (taken.handle != 0) pthread_join(taken.handle, nullptr);
   const MutexGuard guard(state_lock_);
   while (running_.load() && run_ == taken.run) pthread_cond_wait(&state_changed_, &state_lock_);
+  if (taken.is_asked_to_stop && --requests_ == 0) pthread_cond_broadcast(&state_changed_);
 }
 
 int LThread::SetPriority(int priority) {
