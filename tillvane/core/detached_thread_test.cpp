@@ -180,36 +180,44 @@ TEST_F(Detached, TheFunctionHasReturnedWhenTheDestructorBegins) {
   }
 }
 
-// The maker is not done with the object before StartDetached has answered.
-TEST_F(Detached, OneThatIsBeingStartedIsNotDeletedYet) {
-  class SlowStart : public DetachedFunction {
-   public:
-    SlowStart(std::atomic<int>& alive, std::atomic<bool>& starting)
-        : DetachedFunction(alive, SleepUntilStopped), alive_(alive), starting_(starting) {}
-    int ProcessWaitSignal(LSignalObjectRef signal, unsigned int ms) override {
-      std::atomic<int>& alive = alive_;
-      starting_ = true;
-      support::SleepMs(50);
-      EXPECT_EQ(alive, 1);
-      return DetachedFunction::ProcessWaitSignal(signal, ms);
-    }
+/// A thread whose maker is held up before StartDetached has answered; until then it is not done with the object.
+class SlowStart : public DetachedFunction {
+ public:
+  SlowStart(std::atomic<int>& alive, Function function) : DetachedFunction(alive, std::move(function)), alive_(alive) {}
+  int ProcessWaitSignal(LSignalObjectRef signal, unsigned int ms) override {
+    std::atomic<int>& alive = alive_;
+    is_starting = true;
+    support::SleepMs(50);
+    EXPECT_EQ(alive, 1);
+    return DetachedFunction::ProcessWaitSignal(signal, ms);
+  }
 
-   private:
-    std::atomic<int>& alive_;
-    std::atomic<bool>& starting_;
-  };
+  static inline std::atomic<bool> is_starting{false};
+
+ private:
+  std::atomic<int>& alive_;
+};
+
+TEST_F(Detached, OneThatIsBeingStartedIsNotDeletedByOthers) {
   for (const bool all : {true, false}) {
-    std::atomic<bool> starting{false};
-    auto* const thread = new SlowStart(alive_, starting);
+    SlowStart::is_starting = false;
+    auto* const thread = new SlowStart(alive_, SleepUntilStopped);
     owner_.Add(thread);
     std::thread other([&] {
-      while (!starting) std::this_thread::yield();
+      while (!SlowStart::is_starting) std::this_thread::yield();
       all ? owner_.StopThreadsNow() : owner_.Destruct(thread);
     });
     EXPECT_EQ(thread->StartDetached(owner_, kOrdinaryPriority), 0);
     other.join();
     EXPECT_EQ(alive_, 0);
   }
+}
+
+TEST_F(Detached, OneThatIsBeingStartedDoesNotDeleteItself) {
+  auto* const thread = new SlowStart(alive_, Return);
+  owner_.Add(thread);
+  EXPECT_EQ(thread->StartDetached(owner_, kOrdinaryPriority), 0);
+  EXPECT_TRUE(WaitUntil([this] { return alive_ == 0; }));
 }
 
 // Whoever stops all is told of none that somebody else is still about to delete.
