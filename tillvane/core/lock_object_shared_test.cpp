@@ -12,6 +12,16 @@ namespace {
 
 using support::Background;
 
+void Read(LLockObjectShared& lock) {
+  lock.LockShared();
+  lock.UnlockShared();
+}
+
+void Write(LLockObjectShared& lock) {
+  lock.LockExclusive();
+  lock.UnlockExclusive();
+}
+
 TEST(LockObjectShared, IsNotCopied) {
   EXPECT_FALSE(std::is_copy_constructible_v<LLockObjectShared>);
   EXPECT_FALSE(std::is_copy_assignable_v<LLockObjectShared>);
@@ -55,10 +65,7 @@ TEST(LockObjectShared, AWriterWaitsUntilBothReadersHaveLeft) {
   LLockObjectShared lock;
   lock.LockShared();
   lock.LockShared();
-  const Background writer([&] {
-    lock.LockExclusive();
-    lock.UnlockExclusive();
-  });
+  const Background writer([&] { Write(lock); });
   EXPECT_TRUE(writer.Hangs());
   lock.UnlockShared();
   EXPECT_TRUE(writer.Hangs());
@@ -69,14 +76,8 @@ TEST(LockObjectShared, AWriterWaitsUntilBothReadersHaveLeft) {
 TEST(LockObjectShared, AWriterKeepsReadersAndWritersOut) {
   LLockObjectShared lock;
   lock.LockExclusive();
-  const Background reader([&] {
-    lock.LockShared();
-    lock.UnlockShared();
-  });
-  const Background writer([&] {
-    lock.LockExclusive();
-    lock.UnlockExclusive();
-  });
+  const Background reader([&] { Read(lock); });
+  const Background writer([&] { Write(lock); });
   EXPECT_TRUE(reader.Hangs());
   EXPECT_FALSE(writer.IsDone());
   lock.UnlockExclusive();
@@ -87,10 +88,7 @@ TEST(LockObjectShared, AWriterKeepsReadersAndWritersOut) {
 TEST(LockObjectShared, ReadersComeInPastAWriterThatWaits) {
   LLockObjectShared lock;
   lock.LockShared();
-  const Background writer([&] {
-    lock.LockExclusive();
-    lock.UnlockExclusive();
-  });
+  const Background writer([&] { Write(lock); });
   EXPECT_TRUE(writer.Hangs());
   {
     const Background reader([&] { lock.LockShared(); });
@@ -109,10 +107,7 @@ TEST(LockObjectShared, EveryWriterThatWaitsGetsItsTurn) {
     lock.LockShared();
     std::array<std::unique_ptr<Background>, 4> writers;
     for (auto& writer : writers) {
-      writer = std::make_unique<Background>([&] {
-        lock.LockExclusive();
-        lock.UnlockExclusive();
-      });
+      writer = std::make_unique<Background>([&] { Write(lock); });
     }
     if (round < 5) support::SleepMs(10);
     for (const auto& writer : writers) EXPECT_FALSE(writer->IsDone());
@@ -131,10 +126,7 @@ TEST(LockObjectShared, AnUpgradeWaitsForTheOtherReadersAndKeepsNewOnesOut) {
     lock.UnlockExclusive();
   });
   EXPECT_TRUE(upgrader.Hangs());
-  const Background reader([&] {
-    lock.LockShared();
-    lock.UnlockShared();
-  });
+  const Background reader([&] { Read(lock); });
   EXPECT_TRUE(reader.Hangs());
   EXPECT_FALSE(upgrader.IsDone());
   lock.UnlockShared();
@@ -146,10 +138,7 @@ TEST(LockObjectShared, AnUpgradedLockIsExclusive) {
   LLockObjectShared lock;
   lock.LockShared();
   lock.UpgradeLock();
-  const Background reader([&] {
-    lock.LockShared();
-    lock.UnlockShared();
-  });
+  const Background reader([&] { Read(lock); });
   EXPECT_TRUE(reader.Hangs());
   lock.UnlockExclusive();
   EXPECT_TRUE(reader.Ends());
@@ -159,10 +148,7 @@ TEST(LockObjectShared, AnUpgradedLockIsExclusive) {
 TEST(LockObjectShared, AnUpgradeLeavesNoWriterAsleep) {
   LLockObjectShared lock;
   lock.LockShared();
-  const Background writer([&] {
-    lock.LockExclusive();
-    lock.UnlockExclusive();
-  });
+  const Background writer([&] { Write(lock); });
   EXPECT_TRUE(writer.Hangs());
   lock.UpgradeLock();
   EXPECT_TRUE(writer.Hangs());
@@ -179,14 +165,8 @@ TEST(LockObjectShared, AnUpgradeLeavesNoWriterAsleep) {
 TEST(LockObjectShared, ADowngradeLetsReadersInAndWritersNot) {
   LLockObjectShared lock;
   lock.LockExclusive();
-  const Background reader([&] {
-    lock.LockShared();
-    lock.UnlockShared();
-  });
-  const Background writer([&] {
-    lock.LockExclusive();
-    lock.UnlockExclusive();
-  });
+  const Background reader([&] { Read(lock); });
+  const Background writer([&] { Write(lock); });
   EXPECT_TRUE(reader.Hangs());
   lock.DowngradeLock();
   EXPECT_TRUE(reader.Ends());
