@@ -4,7 +4,9 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -32,8 +34,11 @@ constexpr long kNever = -1;
 thread_local long until_then = kNever;
 thread_local std::function<void()>* then = nullptr;
 
-/// Called once when this thread has locked a mutex.
-thread_local std::function<void()>* locked = nullptr;
+/// Called once, with the mutex, when this thread has locked one.
+thread_local std::function<void(pthread_mutex_t&)>* locked = nullptr;
+
+/// Do this thread's mutexes get no attributes?
+thread_local bool attributes_fail = false;
 
 /// That are in use; events, which a pool keeps, are the only ones with an alignment of their own and not among them.
 std::atomic<long> blocks{0};
@@ -87,8 +92,13 @@ void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto next = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
   const int result = next(mutex);
-  if (locked != nullptr) (*std::exchange(locked, nullptr))();
+  if (locked != nullptr) (*std::exchange(locked, nullptr))(*mutex);
   return result;
+}
+
+extern "C" int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
+  static const auto next = reinterpret_cast<int (*)(pthread_mutexattr_t*)>(dlsym(RTLD_NEXT, "pthread_mutexattr_init"));
+  return attributes_fail ? ENOMEM : next(attributes);
 }
 
 namespace {
@@ -241,7 +251,7 @@ TEST_F(MainThreadDispatchFault, DestroyingWaitsForThePostThatIsUnderWay) {
   LThreadRunOnMainThread sender;
   const LSignalObject begun;
   std::atomic<bool> posted{false};
-  std::function<void()> take_time = [&] {
+  std::function<void(pthread_mutex_t&)> take_time = [&](pthread_mutex_t&) {
     begun.Signal();
     support::SleepMs(100);
     posted = true;
@@ -258,6 +268,41 @@ TEST_F(MainThreadDispatchFault, DestroyingWaitsForThePostThatIsUnderWay) {
   EXPECT_EQ(log_, Log{});
   EXPECT_EQ(Work::alive, 0);
   EXPECT_EQ(sender.GetRefCount(), 0);
+}
+
+// The count may be asked for by whoever holds it still.
+TEST_F(MainThreadDispatchFault, TheCountLockMayBeTakenAgain) {
+  LThreadRunOnMainThread sender;
+  int count = 0;
+  std::function<void(pthread_mutex_t&)> again = [&](pthread_mutex_t& mutex) {
+    ASSERT_EQ(pthread_mutex_trylock(&mutex), 0);
+    count = sender.GetRefCount();
+    pthread_mutex_unlock(&mutex);
+  };
+  sender.IncRefCount();
+  locked = &again;
+  sender.IncRefCount();
+  EXPECT_EQ(locked, nullptr) << "it was locked";
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ(sender.GetRefCount(), 2);
+}
+
+// A mutex that nobody has initialised looks like what was in the memory.
+TEST_F(MainThreadDispatchFault, WithoutAttributesTheCountLockIsStillALock) {
+  alignas(LThreadRunOnMainThread) std::array<unsigned char, sizeof(LThreadRunOnMainThread)> memory;
+  memory.fill(0xFF);
+  attributes_fail = true;
+  auto* const sender = new (memory.data()) LThreadRunOnMainThread;
+  attributes_fail = false;
+  int trylock = 0;
+  std::function<void(pthread_mutex_t&)> try_lock = [&](pthread_mutex_t& mutex) {
+    std::thread([&] { trylock = pthread_mutex_trylock(&mutex); }).join();
+  };
+  locked = &try_lock;
+  sender->IncRefCount();
+  EXPECT_EQ(trylock, EBUSY);
+  EXPECT_EQ(sender->GetRefCount(), 1);
+  std::destroy_at(sender);
 }
 
 // What is withdrawn, dropped or run is freed to the last byte.
