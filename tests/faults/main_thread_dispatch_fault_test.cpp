@@ -19,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/dispatch.h>
+#include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LEventQueue.h>
 #include <tillvane/core/LQueuedNotify.h>
@@ -303,6 +304,21 @@ TEST_F(MainThreadDispatchFault, WithoutAttributesTheCountLockIsStillALock) {
   EXPECT_EQ(trylock, EBUSY);
   EXPECT_EQ(sender->GetRefCount(), 1);
   std::destroy_at(sender);
+}
+
+// Where a host polls the descriptor each of these posts raises it, by a system call at which threads usually end.
+TEST_F(MainThreadDispatchFault, AThreadThatIsToEndPostsWholeBeforeItDoes) {
+  LEventQueueDescriptor();
+  LThreadRunOnMainThread sender;
+  ASSERT_TRUE(support::PassesWhileCancelled([&] { sender.RunOnMainThread(Logging("run")); }));
+  EXPECT_EQ(sender.GetRefCount(), 1);
+  LEventQueueDrain();
+  EXPECT_EQ(log_, Log{"run"});
+  EXPECT_EQ(sender.GetRefCount(), 0);
+  Receiver receiver;
+  ASSERT_TRUE(support::PassesWhileCancelled([&] { receiver.PostNotifyFromSender(1, "bytes", 5); }));
+  LEventQueueDrain();
+  EXPECT_EQ(receiver.received, "bytes");
 }
 
 // What is withdrawn, dropped or run is freed to the last byte.

@@ -4,17 +4,23 @@
 #include <dlfcn.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <functional>
+#include <utility>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/dispatch.h>
 #include <tests/support/events.h>
 #include <tests/support/glib_sources.h>
+#include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tests/support/waits.h>
 #include <tillvane/core/LEventQueue.h>
 #include <tillvane/core/LProcessEventsHandler.h>
+#include <tillvane/core/LThreadRunOnMainThread.h>
 #include <tillvane/platform/run_loop.h>
 
 namespace {
@@ -22,6 +28,9 @@ namespace {
 /// Added to the clock each time it is read, and the sum so far. Milliseconds; 0 leaves the clock alone.
 long long each_reading = 0;
 long long added = 0;
+
+/// Called once when this thread writes to a descriptor.
+thread_local std::function<void()>* on_write = nullptr;
 
 }  // namespace
 
@@ -39,6 +48,13 @@ int gettimeofday(timeval* now, void* zone) noexcept {
   }
   added += each_reading;
   return result;
+}
+
+// Visible: for GLib too.
+[[gnu::visibility("default")]] ssize_t write(int descriptor, const void* bytes, size_t size) {
+  static const auto next = reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"));
+  if (on_write != nullptr) (*std::exchange(on_write, nullptr))();
+  return next(descriptor, bytes, size);
 }
 
 int eventfd(unsigned int, int) noexcept {
@@ -133,6 +149,38 @@ TEST_F(NoEventDescriptor, AnEventOfAnotherThreadWakesEveryWait) {
     EXPECT_EQ(RunWait(wait, handler, signal, kLongMs), 1);
     EXPECT_LT(watch.Ms(), kSoonMs);
   }
+}
+
+// GLib writes to a descriptor of its own, and there threads usually end.
+TEST_F(NoEventDescriptor, AThreadThatIsToEndWakesTheWaitBeforeItDoes) {
+  StopFlag handler;
+  const Recorder stop(1, [&](auto*) { handler.stop = true; });
+  bool passed = false;
+  const Stopwatch watch;
+  {
+    const Later later(30, [&] { passed = support::PassesWhileCancelled([] { PostTest(1); }); });
+    EXPECT_EQ(handler.ProcessWaitAndProcessEvents(kLongMs), 1);
+  }
+  EXPECT_TRUE(passed);
+  EXPECT_LT(watch.Ms(), kSoonMs);
+}
+
+TEST_F(NoEventDescriptor, WorkIsCountedBeforeAnybodyIsWoken) {
+  LThreadRunOnMainThread::Init();
+  LThreadRunOnMainThread sender;
+  StopFlag handler;
+  int count = -1;
+  {
+    const Later later(30, [&] {
+      std::function<void()> look = [&] { count = sender.GetRefCount(); };
+      on_write = &look;
+      sender.RunOnMainThread(new support::Work([&] { handler.stop = true; }));
+      on_write = nullptr;
+    });
+    EXPECT_EQ(handler.ProcessWaitAndProcessEvents(kLongMs), 1);
+  }
+  EXPECT_EQ(count, 1);
+  LThreadRunOnMainThread::Destroy();
 }
 
 TEST_F(NoEventDescriptor, ASignalWakesTheWait) {

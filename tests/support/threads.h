@@ -1,10 +1,12 @@
 #pragma once
 
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <thread>
 #include <utility>
 
 #include <tillvane/core/LDetachedThread.h>
@@ -58,6 +60,18 @@ class DetachedFunction : public LDetachedThread {
 /// What a thread can do until it is asked to stop.
 inline void SleepUntilStopped(LThread& thread) {
   while (!thread.IsToStop()) thread.ProcessWait(0xFFFFFFFF);
+}
+
+/// Calls a function on a thread that is to end at its next cancellation point. \return did the function come to its
+/// end?
+inline bool PassesWhileCancelled(const std::function<void()>& function) {
+  bool passed = false;
+  std::thread([&] {
+    pthread_cancel(pthread_self());
+    function();
+    passed = true;
+  }).join();
+  return passed;
 }
 
 /// How often a stress test repeats: `few` in the usual run, ten times that where somebody has the time.

@@ -15,7 +15,7 @@ struct TILLVANE_API LSignalObjectRef {
   int filedes[2]{-1, -1};
 
   /// Marks the object signalled: one byte of value 1 into the pipe. A full pipe simply stays signalled.
-  /// May be called from any thread and from a signal handler; errno is kept.
+  /// May be called from any thread and from a signal handler; errno is kept. It is no cancellation point.
   void Signal() const noexcept;
 
   /// Makes the object unsignalled: drains the pipe. Never blocks on a signal object's own pipe.

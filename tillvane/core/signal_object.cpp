@@ -1,3 +1,4 @@
+#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
@@ -43,10 +44,23 @@ bool WaitReadable(const std::array<int, N>& read_ends, unsigned int ms) {
   return ready > 0 || (ready < 0 && errno == EINTR);
 }
 
+/// While this lives, the thread is not cancelled. Async-signal-safe: it only sets a mark of the thread's own.
+class CancellationPutOff {
+ public:
+  CancellationPutOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_); }
+  ~CancellationPutOff() { pthread_setcancelstate(state_, &state_); }
+  CancellationPutOff(const CancellationPutOff&) = delete;
+  CancellationPutOff& operator=(const CancellationPutOff&) = delete;
+
+ private:
+  int state_;
+};
+
 }  // namespace
 
 void LSignalObjectRef::Signal() const noexcept {
   const int kept = errno;
+  const CancellationPutOff put_off;
   const unsigned char one = 1;
   [[maybe_unused]] const core::SignalEdge edge(filedes[0]);
   // A full pipe refuses the byte, and is signalled all the same.

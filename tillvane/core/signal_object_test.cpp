@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LSignalObject.h>
 
@@ -264,6 +266,22 @@ TEST(SignalObject, SignalsOfManyThreadsAllArrive) {
 }
 
 // With a signalled neighbour too: one bad descriptor fails the whole wait, and at once, whatever the time.
+TEST(SignalObject, AThreadThatIsToEndSignalsBeforeItDoes) {
+  const LSignalObject signal;
+  EXPECT_TRUE(support::PassesWhileCancelled([&] { signal.Signal(); }));
+  EXPECT_TRUE(signal.IsSignaled());
+  EXPECT_FALSE(support::PassesWhileCancelled([&] {
+    signal.Signal();
+    pthread_testcancel();
+  })) << "put off, and not forgotten";
+  EXPECT_TRUE(support::PassesWhileCancelled([&] {
+    int state;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    signal.Signal();
+    pthread_testcancel();
+  })) << "whoever puts it off longer is left alone";
+}
+
 TEST(SignalObjectBadDescriptor, FailsTheWaitAtOnce) {
   const LSignalObject signalled, silent;
   signalled.Signal();

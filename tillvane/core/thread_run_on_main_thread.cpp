@@ -124,9 +124,10 @@ bool LThreadRunOnMainThread::Post(LThreadRunOnMainThreadData* data) {
     // Looking and posting are one step, so that no event follows after the sender has withdrawn its own.
     const MutexGuard guard(count_lock_);
     if (TakesPosts()) {
-      if (!platform::PostAndReleaseEvent(event, platform::kHighPriority)) throw std::bad_alloc();
       ++count_;
-      return true;
+      if (platform::PostAndReleaseEvent(event, platform::kHighPriority)) return true;
+      --count_;
+      throw std::bad_alloc();
     }
   }
   platform::ReleaseEvent(event);

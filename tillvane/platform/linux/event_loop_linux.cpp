@@ -1,7 +1,9 @@
 // The event queue's side towards loops: its source in GLib's default main context, and its descriptor for other hosts.
 
 #include <poll.h>
+#include <pthread.h>
 #include <sys/eventfd.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,9 +42,18 @@ gint64 ToMicroseconds(double seconds) {
   return static_cast<gint64>(std::clamp(seconds, 0.0, 1e10) * 1e6);
 }
 
+/// Not the C library's write, where a poster that is to end would end: with its event queued already.
 void Raise(int descriptor) {
   const eventfd_t one = 1;
-  [[maybe_unused]] const ssize_t written = write(descriptor, &one, sizeof one);
+  [[maybe_unused]] const long written = syscall(SYS_write, descriptor, &one, sizeof one);
+}
+
+/// GLib calls the C library's write.
+void WakeDefaultContext() {
+  int state;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+  g_main_context_wakeup(nullptr);
+  pthread_setcancelstate(state, nullptr);
 }
 
 }  // namespace
@@ -94,7 +105,7 @@ void EventQueue::Wake() {
   if (descriptor_ >= 0) {
     Raise(descriptor_);
   } else {
-    g_main_context_wakeup(nullptr);
+    WakeDefaultContext();
   }
 }
 
