@@ -19,7 +19,7 @@ class TILLVANE_API LThreadQueuedNotify {
   LThreadQueuedNotify();
   virtual ~LThreadQueuedNotify();
 
-  /// Called on the main thread, once for each post.
+  /// Called on the main thread, once for each post. It must not throw: the program would end.
   virtual void QueuedNotify() = 0;
 
   /// Any thread.
@@ -53,7 +53,7 @@ class TILLVANE_API LQueuedNotifyDataHandler {
   LQueuedNotifyDataHandler();
   virtual ~LQueuedNotifyDataHandler();
 
-  /// Called on the main thread, once for each post.
+  /// Called on the main thread, once for each post. It must not throw: the program would end.
   /// \param data a copy of what was posted, valid during the call; null where there was none
   /// \param size its bytes; without data, the number that was posted
   virtual void EvQueuedNotifyData(unsigned int code, const void* data, unsigned long size) = 0;

@@ -11,10 +11,11 @@
 /// What is to be done on the main thread.
 class TILLVANE_API LThreadRunOnMainThreadData {
  public:
-  /// Runs on the main thread: after MainThreadFunction(), or without it when the sender withdraws its work.
+  /// Runs on the main thread: after MainThreadFunction(), or without it when the sender withdraws its work. Only what
+  /// was never posted is freed elsewhere, by whoever owns it: a dropped notification on the thread that posts it.
   virtual ~LThreadRunOnMainThreadData();
 
-  /// May post, wait, destroy its own sender, and free it.
+  /// May post, wait, destroy its own sender, and free it. It must not throw: the program would end.
   virtual void MainThreadFunction() = 0;
 };
 
@@ -61,7 +62,7 @@ class TILLVANE_API LThreadRunOnMainThread {
   static bool FlushEventFromQueueCallBack(EventRef event, void* owner);
 
   /// Does the work of an event. Main thread only. \return 0
-  static OSStatus EventHandler(EventHandlerCallRef call, EventRef event, void* data);
+  static OSStatus EventHandler(EventHandlerCallRef call, EventRef event, void* data) noexcept;
 
  private:
   friend struct LThreadRunOnMainThreadLayout;

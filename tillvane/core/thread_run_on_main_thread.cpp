@@ -182,7 +182,7 @@ bool LThreadRunOnMainThread::FlushEventFromQueueCallBack(EventRef event, void* o
   return static_cast<LThreadRunOnMainThread*>(owner)->FlushEventFromQueue(event);
 }
 
-OSStatus LThreadRunOnMainThread::EventHandler(EventHandlerCallRef, EventRef native, void*) {
+OSStatus LThreadRunOnMainThread::EventHandler(EventHandlerCallRef, EventRef native, void*) noexcept {
   const platform::Event* const event = platform::EventOfNative(native);
   std::unique_ptr<LThreadRunOnMainThreadData> data = GetData(event);
   if (data == nullptr) return 0;

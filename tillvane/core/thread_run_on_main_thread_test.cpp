@@ -1,4 +1,5 @@
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -12,6 +13,7 @@
 #include <tests/support/waiting.h>
 #include <tests/support/waits.h>
 #include <tillvane/core/LEventQueue.h>
+#include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LThreadRunOnMainThread.h>
 #include <tillvane/core/event_codes.h>
 #include <tillvane/platform/event_queue.h>
@@ -147,6 +149,16 @@ TEST_F(RunOnMainThread, TheFunctionMayWaitAndOthersRunMeanwhile) {
   LProcessClearEventQueue();
   EXPECT_EQ(log_, (Log{"begin", "next", "posted inside", "end"}));
   EXPECT_EQ(sender.GetRefCount(), 0);
+}
+
+// However it is reached: a host's loop, in C as a rule, cannot be left by an exception.
+TEST_F(RunOnMainThread, WorkThatThrowsEndsTheProgramInEveryWait) {
+  Sender sender;
+  sender.RunOnMainThread(new Work([] { throw std::runtime_error("thrown by work"); }));
+  bool (*const calls[])() = {LEventQueueDrain, LProcessClearEventQueue, LProcessClearCurrentEvents};
+  for (auto* const call : calls) EXPECT_DEATH(call(), "thrown by work");
+  EXPECT_DEATH(ProcessWaitAndProcessEvents(1000), "thrown by work");
+  sender.ThreadRunOnMainThreadDestroy();
 }
 
 // --- Counting ---
