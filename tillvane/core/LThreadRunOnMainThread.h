@@ -58,7 +58,7 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// Is the queued event this sender's, so that it is to be removed? Its data is freed then. Main thread only.
   bool FlushEventFromQueue(EventRef event);
 
-  /// FlushEventFromQueue of the sender `owner`.
+  /// FlushEventFromQueue of the sender `owner`; false without one.
   static bool FlushEventFromQueueCallBack(EventRef event, void* owner);
 
   /// Does the work of an event. Main thread only. \return 0

@@ -179,7 +179,7 @@ bool LThreadRunOnMainThread::FlushEventFromQueue(EventRef native) {
 }
 
 bool LThreadRunOnMainThread::FlushEventFromQueueCallBack(EventRef event, void* owner) {
-  return static_cast<LThreadRunOnMainThread*>(owner)->FlushEventFromQueue(event);
+  return owner != nullptr && static_cast<LThreadRunOnMainThread*>(owner)->FlushEventFromQueue(event);
 }
 
 OSStatus LThreadRunOnMainThread::EventHandler(EventHandlerCallRef, EventRef native, void*) noexcept {

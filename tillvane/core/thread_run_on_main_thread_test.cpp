@@ -262,6 +262,8 @@ TEST_F(RunOnMainThread, TheFilterKnowsItsOwnEvents) {
   DispatchEvent own;
   own.From(&sender).Of(new Work({}, [&] { log_.emplace_back("freed"); }));
   EXPECT_FALSE(Sender::FlushEventFromQueueCallBack(own.Native(), &other));
+  EXPECT_FALSE(Sender::FlushEventFromQueueCallBack(own.Native(), nullptr));
+  EXPECT_FALSE(Sender::FlushEventFromQueueCallBack(DispatchEvent().From(nullptr).Native(), nullptr));
   EXPECT_EQ(log_, Log{});
   EXPECT_TRUE(Sender::FlushEventFromQueueCallBack(own.Native(), &sender));
   EXPECT_EQ(log_, Log{"freed"});
