@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <functional>
+#include <limits>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -8,6 +9,7 @@
 
 #include <tests/support/events.h>
 #include <tillvane/platform/event_queue.h>
+#include <tillvane/platform/linux/event_linux.h>
 
 namespace {
 
@@ -248,6 +250,19 @@ TEST_F(EventFlushLinux, WhatAnInnerFlushLeavesIsNotAskedAboutAgain) {
   EXPECT_EQ(outer.Run(), 0u);
   EXPECT_EQ(outer.seen, (Kinds{0, 1, 2, 3}));
   EXPECT_EQ(inner.seen, (Kinds{0, 1, 2, 3, 0, 1, 2, 3, 4, 0, 1, 2, 3, 4, 0, 1, 2, 3, 4}));
+}
+
+// A flush at a time, the counter needs days to come round: here it does so at once.
+TEST(EventFlushPass, TheOrderOutlastsTheEndOfTheCounter) {
+  constexpr unsigned int last = std::numeric_limits<unsigned int>::max();
+  for (const unsigned int flush : {0u, 1u, 2u, 1000u, 0x7FFFFFFFu, 0x80000000u, 0x80000001u, last - 1, last}) {
+    SCOPED_TRACE(flush);
+    EXPECT_TRUE(platform::IsBeforeFlush(flush - 1, flush));
+    EXPECT_TRUE(platform::IsBeforeFlush(flush - 1000000, flush));
+    EXPECT_FALSE(platform::IsBeforeFlush(flush, flush));
+    EXPECT_FALSE(platform::IsBeforeFlush(flush + 1, flush)) << "a flush within this one";
+    EXPECT_FALSE(platform::IsBeforeFlush(flush + 1000000, flush));
+  }
 }
 
 }  // namespace

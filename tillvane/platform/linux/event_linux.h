@@ -35,4 +35,10 @@ struct alignas(64) Event {
   SmallParameter small[3];
 };
 
+/// Was an event that carries this number in the lists before that flush began? The numbers come round to 0 after 32
+/// bits.
+constexpr bool IsBeforeFlush(unsigned int flush_pass, unsigned int flush) {
+  return static_cast<int>(flush_pass - flush) < 0;
+}
+
 }  // namespace platform

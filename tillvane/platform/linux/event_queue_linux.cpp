@@ -248,7 +248,7 @@ unsigned int EventQueue::Flush(bool (*predicate)(Event*, void*), void* data) {
   for (const EventList& list : lists_) {
     cursor.next = list.first;
     // What was not there when this flush began stands behind what was.
-    while (cursor.next != nullptr && cursor.next->flush_pass < pass) {
+    while (cursor.next != nullptr && IsBeforeFlush(cursor.next->flush_pass, pass)) {
       Event* const event = cursor.next;
       cursor.next = event->next;
       if (FlushOne(event, predicate, data)) ++flushed;
