@@ -59,12 +59,14 @@ PrimeWorker::~PrimeWorker() {
 }
 
 void PrimeWorker::ThreadFunction() {
-  SetStatusF(1, "worker %u", number_);
   unsigned int first, end;
   while (!IsToStop() && blocks_.TakeNext(&first, &end)) {
-    SetStatusF(0, "counting from %u", first);
-    // The library owns it once it is posted; this sender takes posts as long as its thread runs.
-    to_main_thread_.RunOnMainThread(std::make_unique<BlockCounted>(tally_, CountPrimes(first, end)).release());
+    SetStatusF(0, "worker %u counts from %u", number_, first);
+    auto counted = std::make_unique<BlockCounted>(tally_, CountPrimes(first, end));
+    to_main_thread_.RunOnMainThread(counted.get());
+    // The library owns what is posted, and this sender takes posts as long as its thread runs. Without memory for the
+    // post it throws, which ends this program, and the count is still freed.
+    static_cast<void>(counted.release());
     SetProgress(blocks_.NoteDone());
   }
 }

@@ -35,7 +35,7 @@ struct Tally {
 ///
 /// It reports through itself: SetStatus and SetProgress, called on the worker's thread, arrive on the main thread. The
 /// count of each block is sent there as a piece of work.
-class PrimeWorker : public LThreadNotifyInterface {
+class PrimeWorker final : public LThreadNotifyInterface {
  public:
   /// \param screen gets the reports; it, the blocks and the tally live longer than this
   PrimeWorker(unsigned int number, LProcessInterface& screen, Blocks& blocks, Tally& tally);

@@ -17,8 +17,8 @@ void Screen::SetError(const char* text) {
 
 // The text is the caller's and ends with the call: keep a copy.
 void Screen::SetStatus(const char* text, int value) {
-  if (value < 0 || value > 1) return;
-  status_[value] = text;
+  if (value != 0) return;
+  status_ = text;
   Draw();
 }
 
@@ -33,7 +33,7 @@ void Screen::SetProgress(double fraction) {
 
 void Screen::Draw() const {
   if (!is_terminal_) return;
-  std::printf("\r%3d %%  %s, %s\x1b[K", percent_, status_[0].c_str(), status_[1].c_str());
+  std::printf("\r%3d %%  %s\x1b[K", percent_, status_.c_str());
   std::fflush(stdout);
 }
 

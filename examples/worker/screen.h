@@ -15,7 +15,7 @@ class Screen : public LProcessInterfaceVoid {
   Screen& operator=(const Screen&) = delete;
 
   void SetError(const char* text) override;
-  /// \param value 0 what is being done, 1 by whom
+  /// \param value 0; other texts are not shown
   void SetStatus(const char* text, int value) override;
   void SetProgress(double fraction) override;
 
@@ -26,7 +26,7 @@ class Screen : public LProcessInterfaceVoid {
   void Draw() const;
 
   const bool is_terminal_;
-  std::string status_[2];
+  std::string status_;
   int percent_ = 0;
 };
 

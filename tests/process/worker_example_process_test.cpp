@@ -2,6 +2,8 @@
 
 #include <signal.h>
 
+#include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -49,12 +51,27 @@ TEST(WorkerExample, CtrlCStopsTheThreads) {
   EXPECT_THAT(child.Output(), HasSubstr("of 10000 blocks\n"));
 }
 
+/// "worker 1 counts from 20000" on a screen: who counts each block. Nothing when two count the same one.
+std::map<unsigned int, unsigned int> BlocksOnScreen(const std::string& screen) {
+  std::map<unsigned int, unsigned int> blocks;
+  for (std::size_t at = 0; (at = screen.find("worker ", at)) != std::string::npos; ++at) {
+    unsigned int worker, block;
+    char last;
+    // The last one may have come in part.
+    if (std::sscanf(screen.c_str() + at, "worker %u counts from %u%c", &worker, &block, &last) != 3) continue;
+    if (blocks.emplace(block, worker).first->second != worker) return {};
+  }
+  return blocks;
+}
+
 TEST(WorkerExample, AtATerminalOneLineMoves) {
   TerminalChild child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "2"}, {"LC_ALL=C", "TERM=xterm"});
-  EXPECT_TRUE(child.WaitFor("%  counting from ", kEndMs));
-  EXPECT_TRUE(child.WaitFor(", worker ", kEndMs));
+  for (const char* text : {"worker 1 counts from ", "worker 2 counts from ", "worker 1 counts from "}) {
+    EXPECT_TRUE(child.WaitFor(std::string("%  ") + text, kEndMs)) << text;
+  }
   child.Type("\x03");
   EXPECT_EQ(child.WaitForEnd(kEndMs), 130);
+  EXPECT_GE(BlocksOnScreen(child.Screen()).size(), 2u) << "each block is one worker's";
 }
 
 TEST(WorkerExample, TooManyThreadsAreOneClearError) {
