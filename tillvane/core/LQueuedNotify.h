@@ -9,9 +9,9 @@
 /// Notifications from any thread that are received on the main thread, in the order of posting.
 ///
 /// LThreadRunOnMainThread::Init() comes first. The owner calls the destroy operation on the main thread, sees to it
-/// that no thread posts any more, and then frees the object, which may happen within a notification. What is posted
-/// after the destroy operation is dropped. Nothing is thrown but std::bad_alloc, by a post that memory does not suffice
-/// for; nothing has been posted then.
+/// that no thread posts any more, and then frees the object on the main thread, a notification included, or while none
+/// of its notifications runs. What is posted after the destroy operation is dropped. Nothing is thrown but
+/// std::bad_alloc, by a post that memory does not suffice for; nothing has been posted then.
 
 /// A notification without contents.
 class TILLVANE_API LThreadQueuedNotify {

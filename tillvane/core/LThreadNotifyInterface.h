@@ -29,7 +29,8 @@ class TILLVANE_API LThreadNotifyInterface : public LThread, public LQueuedNotify
   void SetError(const char* text) override;
   /// Status 0 or 1; others are no report. Texts are cut to 259 bytes.
   void SetStatus(const char* text, int which) override;
-  /// Arrives in whole hundredths, rounded down; what is less than 0 or no number arrives as 0.
+  /// Arrives in whole hundredths: the double `fraction * 100.0` without what stands behind its point, so 0.29 arrives
+  /// as 0.28. What is less than 0 or no number arrives as 0.
   void SetProgress(double fraction) override;
   void SetProgressIndeterminateOn() override;
   void SetProgressIndeterminateOff() override;

@@ -30,7 +30,7 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// Gets ready to run what is posted: once, before the first post. Again without Destroy() in between does nothing.
   static void Init();
 
-  /// Ends that. What is still queued then neither runs nor is freed: destroy the senders first.
+  /// Ends that. What is dispatched from then on is lost, and still counted: destroy the senders first.
   static void Destroy();
 
   LThreadRunOnMainThread();
@@ -52,7 +52,8 @@ class TILLVANE_API LThreadRunOnMainThread {
   int GetRefCount() const;
 
   /// Withdraws what is queued, freeing it, and drops later posts. A second call does nothing. Main thread only; work of
-  /// this sender, and the destructors of its data, may call it too.
+  /// this sender, and the destructors of its data, may call it too. When such a destructor waits, what is not withdrawn
+  /// yet may still run in that wait; and work that waits in a call around this one goes on afterwards.
   void ThreadRunOnMainThreadDestroy();
 
   /// Is the queued event this sender's, so that it is to be removed? Its data is freed then. Main thread only.
