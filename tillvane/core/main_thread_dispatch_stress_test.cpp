@@ -15,9 +15,11 @@
 
 #include <tests/support/dispatch.h>
 #include <tests/support/threads.h>
+#include <tests/support/waiting.h>
 #include <tillvane/core/LEventQueue.h>
 #include <tillvane/core/LProcessEventsHandler.h>
 #include <tillvane/core/LQueuedNotify.h>
+#include <tillvane/core/LThreadNotifyInterface.h>
 #include <tillvane/core/LThreadRunOnMainThread.h>
 
 namespace {
@@ -193,6 +195,96 @@ TEST_F(MainThreadDispatchStress, ASenderMayBeFreedByItsLastWork) {
     EXPECT_EQ(ran, kThreads * kEach);
     EXPECT_EQ(LEventQueueCount(), 0u);
     EXPECT_EQ(support::Work::alive, 0);
+  }
+}
+
+// ThreadSanitizer sees whether such a thread stays away from what the main thread notes about work that runs.
+TEST_F(MainThreadDispatchStress, ASenderMayBeFreedByAnotherThreadWhileWorkOfOthersRuns) {
+  LThreadRunOnMainThread busy;
+  int ran = 0;
+  int posted = 0;
+  for (int number = 0; number < Rounds(kRounds); ++number) {
+    std::vector<std::unique_ptr<LThreadRunOnMainThread>> senders(kThreads);
+    for (auto& sender : senders) {
+      sender = std::make_unique<LThreadRunOnMainThread>();
+      sender->RunOnMainThread(new support::Work([&] { --ran; }));
+      sender->ThreadRunOnMainThreadDestroy();
+    }
+    std::atomic<bool> freed{false};
+    std::thread freeing([&] {
+      senders.clear();
+      freed = true;
+    });
+    do {
+      busy.RunOnMainThread(new support::Work([&] {
+        LProcessClearCurrentEvents();
+        ++ran;
+      }));
+      busy.RunOnMainThread(new support::Work([&] { ++ran; }));
+      posted += 2;
+      LEventQueueDrain();
+    } while (!freed);
+    freeing.join();
+  }
+  EXPECT_EQ(ran, posted);
+  EXPECT_EQ(busy.GetRefCount(), 0);
+}
+
+/// Reports until it is stopped.
+class Reporter : public LThreadNotifyInterface {
+ public:
+  Reporter(LProcessInterface* target, bool stops_first) : LThreadNotifyInterface(target), stops_first_(stops_first) {}
+  ~Reporter() override {
+    if (stops_first_) StopThreadAndWait();
+    QueuedNotifyDataHandlerDestroy();
+    StopThreadAndWait();
+  }
+  Reporter(const Reporter&) = delete;
+  Reporter& operator=(const Reporter&) = delete;
+  void ThreadFunction() override {
+    for (int report = 0; !IsToStop(); ++report) {
+      SetStatus("status", report % 2);
+      SetProgress(0.5);
+      SetError("error");
+      // The queue is to have some of them, and not the whole memory.
+      if (LEventQueueCount() > 1000) ProcessWait(1);
+    }
+  }
+
+ private:
+  const bool stops_first_;
+};
+
+class CountingTarget : public LProcessInterfaceVoid {
+ public:
+  void SetError(const char* text) override { Note(text, "error"); }
+  void SetStatus(const char* text, int) override { Note(text, "status"); }
+  void SetProgress(double) override { Note("", ""); }
+
+  bool gone = false;
+  int seen = 0;
+
+ private:
+  void Note(const char* text, const char* expected) {
+    EXPECT_FALSE(gone);
+    EXPECT_STREQ(text, expected);
+    ++seen;
+  }
+};
+
+// Its thread is stopped before or after its reports are withdrawn.
+TEST_F(MainThreadDispatchStress, AThreadMayBeDestroyedWhileItReports) {
+  for (int number = 0; number < Rounds(kRounds); ++number) {
+    SCOPED_TRACE(number);
+    CountingTarget target;
+    auto reporter = std::make_unique<Reporter>(&target, number % 2 == 0);
+    reporter->Start(support::kOrdinaryPriority);
+    DispatchUntil(target.seen, ActsAfter(number) / 20);
+    ASSERT_TRUE(support::WaitUntil([] { return LEventQueueCount() > 0; }));
+    reporter.reset();
+    target.gone = true;
+    EXPECT_EQ(LEventQueueCount(), 0u);
+    EXPECT_FALSE(LEventQueueDrain());
   }
 }
 

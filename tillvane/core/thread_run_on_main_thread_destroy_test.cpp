@@ -46,6 +46,28 @@ TEST_F(RunOnMainThreadDestroy, WithdrawsAndFreesWhatIsQueued) {
   EXPECT_FALSE(LEventQueueDrain());
 }
 
+TEST_F(RunOnMainThreadDestroy, WhatIsWithdrawnCountsUntilItIsFreed) {
+  Sender sender;
+  std::vector<int> counts;
+  for (int i = 0; i < 3; ++i) sender.RunOnMainThread(new Work({}, [&] { counts.push_back(sender.GetRefCount()); }));
+  sender.ThreadRunOnMainThreadDestroy();
+  EXPECT_EQ(counts, (std::vector<int>{3, 2, 1}));
+}
+
+// The two bytes at the beginning, which hosts in binary form look at: active and destroying.
+TEST_F(RunOnMainThreadDestroy, ASenderIsActiveUntilAllIsWithdrawn) {
+  Sender sender;
+  const auto state = [&] {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(&sender) + sizeof(void*);
+    return std::pair<int, int>(bytes[0], bytes[1]);
+  };
+  EXPECT_EQ(state(), std::pair(1, 0));
+  sender.RunOnMainThread(Told("a", {}, [&] { EXPECT_EQ(state(), std::pair(1, 1)); }));
+  sender.ThreadRunOnMainThreadDestroy();
+  EXPECT_EQ(log_, Log{"a freed"});
+  EXPECT_EQ(state(), std::pair(0, 1));
+}
+
 TEST_F(RunOnMainThreadDestroy, LeavesTheEventsOfOthers) {
   std::optional<Sender> sender(std::in_place);
   Sender other;
@@ -188,6 +210,29 @@ TEST_F(RunOnMainThreadDestroy, DataThatIsWithdrawnMayFreeItsSender) {
     EXPECT_EQ(std::exchange(log_, {}), (Log{"a freed", "b freed", "c freed"}));
     EXPECT_EQ(LEventQueueCount(), 3u);
     other.ThreadRunOnMainThreadDestroy();
+  }
+}
+
+// The withdrawal of the one that was freed neither counts for the new one, nor takes its events, nor closes it.
+TEST_F(RunOnMainThreadDestroy, DataThatIsWithdrawnMayPutAnotherSenderInThePlaceOfItsOwn) {
+  for (const std::string puts : {"a", "b"}) {
+    SCOPED_TRACE(puts);
+    std::optional<Sender> sender(std::in_place);
+    for (const std::string name : {"a", "b"}) {
+      sender->RunOnMainThread(Told(name, {}, [&, name] {
+        if (name != puts) return;
+        sender->ThreadRunOnMainThreadDestroy();
+        sender.emplace();
+        sender->RunOnMainThread(Told("new"));
+      }));
+    }
+    sender->ThreadRunOnMainThreadDestroy();
+    EXPECT_EQ(std::exchange(log_, {}), (Log{"a freed", "b freed"}));
+    sender->RunOnMainThread(Told("later"));
+    EXPECT_EQ(sender->GetRefCount(), 2);
+    LEventQueueDrain();
+    EXPECT_EQ(std::exchange(log_, {}), (Log{"new runs", "new freed", "later runs", "later freed"}));
+    EXPECT_EQ(sender->GetRefCount(), 0);
   }
 }
 

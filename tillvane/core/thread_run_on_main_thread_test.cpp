@@ -300,6 +300,21 @@ TEST_F(RunOnMainThread, InitAgainInstallsNothing) {
   EXPECT_EQ(behind.Count(), 1);
 }
 
+TEST_F(RunOnMainThread, AfterDestroyWhatIsDispatchedIsLostAndWhatIsQueuedCanBeWithdrawn) {
+  Sender sender;
+  const std::unique_ptr<Work> lost(Logging("run"));
+  sender.RunOnMainThread(lost.get());
+  Sender::Destroy();
+  LEventQueueDrain();
+  EXPECT_EQ(sender.GetRefCount(), 1) << "it is still counted";
+  sender.RunOnMainThread(new Work({}, [&] { log_.emplace_back("freed"); }));
+  EXPECT_EQ(sender.GetRefCount(), 2);
+  sender.ThreadRunOnMainThreadDestroy();
+  EXPECT_EQ(log_, Log{"freed"});
+  EXPECT_EQ(sender.GetRefCount(), 1);
+  EXPECT_EQ(LEventQueueCount(), 0u);
+}
+
 TEST_F(RunOnMainThread, DestroyWithoutInitDoesNothing) {
   Sender::Destroy();
   Sender::Destroy();
