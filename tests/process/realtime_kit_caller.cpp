@@ -166,7 +166,8 @@ void AskForOne() {
   g_main_context_iteration(nullptr, FALSE);
   Say("turns-later", source.Count());
   Say("context", g_main_context_get_thread_default() == nullptr ? "default" : "other");
-  Say("back", thread.SetPriority(31));
+  // The nice value that it began with: any user may give that back.
+  Say("back", thread.SetPriority(31 - getpriority(PRIO_PROCESS, 0)));
   Say("policy-later", thread.Policy());
 }
 
