@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 
 namespace worker {
@@ -23,7 +24,7 @@ void Screen::SetStatus(const char* text, int value) {
 }
 
 void Screen::SetProgress(double fraction) {
-  const int percent = static_cast<int>(fraction * 100 + 0.5);
+  const int percent = static_cast<int>(std::lround(fraction * 100));
   // Where nothing moves, a line for each quarter.
   if (!is_terminal_ && percent / 25 > percent_ / 25) std::printf("  %d %%\n", percent / 25 * 25);
   // Several workers report, and the last to be heard is not always the furthest.
