@@ -140,6 +140,8 @@ TEST(ThreadStress, OneStartsWhatOthersStop) {
   std::thread starter([&] {
     while (!over) thread.Start(kOrdinaryPriority);
   });
+  // The others may be done before it has begun.
+  EXPECT_TRUE(support::WaitUntil([&] { return thread.runs > 0; }));
   std::vector<std::thread> stoppers;
   for (int i = 0; i < 2; ++i) {
     stoppers.emplace_back([&] {
@@ -149,7 +151,6 @@ TEST(ThreadStress, OneStartsWhatOthersStop) {
   for (std::thread& stopper : stoppers) stopper.join();
   over = true;
   starter.join();
-  EXPECT_GT(thread.runs, 0);
 }
 
 // Whoever waits for the ended signal may destroy the object at once.
