@@ -9,9 +9,13 @@
 template <class T>
 class LStringLongTemplate {
  public:
+  /// The capacity that formatted output begins with.
+  enum : unsigned int { kFormattedSize = 260 };
+
   /// An empty text without a buffer.
   LStringLongTemplate() = default;
   LStringLongTemplate(LStringLongTemplate&& other) noexcept;
+  /// Exchanges the two texts.
   LStringLongTemplate& operator=(LStringLongTemplate&& other) noexcept;
   LStringLongTemplate(const LStringLongTemplate&) = delete;
   LStringLongTemplate& operator=(const LStringLongTemplate&) = delete;
@@ -23,21 +27,35 @@ class LStringLongTemplate {
   unsigned int size() const { return length_; }
   /// Units allocated, with room for the terminator.
   unsigned int capacity() const { return capacity_; }
+  /// The buffer, `capacity()` units of it, to be written by whoever then says how much is in use: SetLength(). Null
+  /// where there is none. Valid until the text grows or is assigned.
+  T* data() { return buffer_; }
+
+  /// Says how many units are in use, and terminates the text there: at most `capacity()` - 1, no more count. Without a
+  /// buffer it does nothing.
+  void SetLength(unsigned long length);
 
   /// Makes room for `size` units, the terminator included: exactly so many, and never fewer than there are.
   void GrowToSize(unsigned long size);
 
-  /// Appends a text, which may be part of this one. Grows to the exact size. Only for `char`.
+  /// Appends a text, not null, which may be part of this one. Grows to the exact size. Only for `char`.
   /// \return the buffer
   T* Append(const T* text) requires(sizeof(T) == 1);
 
-  /// Replaces the text by a copy, in a buffer of exactly its size. It may be part of this one. Only for `char`.
+  /// Replaces the text by a copy, in a buffer of exactly its size. It is not null and may be part
+  /// of this one. Only for `char`.
   LStringLongTemplate& operator=(const T* text) requires(sizeof(T) == 1);
 
  private:
   friend struct LStringLongLayout;
+  template <class U>
+  friend class LStringLongTemplateAppender;
 
+  /// Appends as formatted output does: where it does not fit the capacity is multiplied by four until it does.
+  void WriteUnits(const T* units, unsigned long count);
+  T* GrowFourfold(unsigned long count);
   void AppendUnits(const T* units, unsigned long count);
+  void AppendInNewBuffer(const T* units, unsigned long count);
 
   T* buffer_ = nullptr;
   unsigned int length_ = 0;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <tillvane/text/LStringLong.h>
+#include <tillvane/text/copy_short.h>
 
 // The fields have the order and the widths that binary hosts know.
 struct LStringLongLayout {
@@ -18,6 +19,9 @@ struct LStringLongLayout {
 };
 
 namespace {
+
+template <class T>
+constexpr T kEmpty[1] = {};
 
 // clang++ 14 makes what is only for `char` for the other widths too, where nobody can call it: it has to be good C++
 // there.
@@ -51,8 +55,7 @@ LStringLongTemplate<T>::~LStringLongTemplate() {
 
 template <class T>
 const T* LStringLongTemplate<T>::c_str() const {
-  static constexpr T empty[1] = {};
-  return buffer_ != nullptr ? buffer_ : empty;
+  return buffer_ != nullptr ? buffer_ : kEmpty<T>;
 }
 
 template <class T>
@@ -67,21 +70,49 @@ void LStringLongTemplate<T>::GrowToSize(unsigned long size) {
 }
 
 template <class T>
+void LStringLongTemplate<T>::SetLength(unsigned long length) {
+  if (buffer_ == nullptr) return;
+  length_ = static_cast<unsigned int>(std::min(length, static_cast<unsigned long>(capacity_) - 1));
+  buffer_[length_] = 0;
+}
+
+template <class T>
+void LStringLongTemplate<T>::WriteUnits(const T* units, unsigned long count) {
+  T* const end = length_ + count < capacity_ ? buffer_ + length_ : GrowFourfold(count);
+  text::CopyShort(end, units, count);
+  length_ += static_cast<unsigned int>(count);
+}
+
+template <class T>
+T* LStringLongTemplate<T>::GrowFourfold(unsigned long count) {
+  constexpr unsigned long long largest = std::numeric_limits<unsigned int>::max();
+  const unsigned long long length = length_ + static_cast<unsigned long long>(count);
+  unsigned long long size = capacity_ != 0 ? capacity_ : kFormattedSize;
+  while (size <= length) size *= 4;
+  // The last step before the fields are full is a smaller one.
+  GrowToSize(static_cast<unsigned long>(length < largest ? std::min(size, largest) : length + 1));
+  return buffer_ + length_;
+}
+
+template <class T>
 void LStringLongTemplate<T>::AppendUnits(const T* units, unsigned long count) {
   const unsigned long size = length_ + count + 1;
-  if (buffer_ != nullptr && capacity_ >= size) {
-    std::memmove(buffer_ + length_, units, count * sizeof(T));
-  } else {
-    // The old buffer stays until the units, which may lie in it, are copied.
-    LStringLongTemplate grown;
-    grown.GrowToSize(size);
-    std::copy_n(c_str(), length_, grown.buffer_);
-    std::copy_n(units, count, grown.buffer_ + length_);
-    grown.length_ = length_;
-    *this = std::move(grown);
-  }
+  if (buffer_ == nullptr || capacity_ < size) return AppendInNewBuffer(units, count);
+  // The units may be this text's own last ones: they end where the room begins.
+  text::CopyShort(buffer_ + length_, units, count);
   length_ += static_cast<unsigned int>(count);
   buffer_[length_] = 0;
+}
+
+template <class T>
+void LStringLongTemplate<T>::AppendInNewBuffer(const T* units, unsigned long count) {
+  // The old buffer stays until the units, which may lie in it, are copied.
+  LStringLongTemplate grown;
+  grown.GrowToSize(length_ + count + 1);
+  std::copy_n(c_str(), length_, grown.buffer_);
+  std::copy_n(units, count, grown.buffer_ + length_);
+  grown.SetLength(length_ + count);
+  *this = std::move(grown);
 }
 
 template <class T>

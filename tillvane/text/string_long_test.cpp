@@ -1,3 +1,4 @@
+#include <new>
 #include <string>
 #include <utility>
 
@@ -38,6 +39,38 @@ TEST(StringLong, OtherWidthsGrowToo) {
   EXPECT_EQ(units.c_str()[0], 0);
 }
 
+template <class T>
+void ExpectTextKeptByGrowing() {
+  LStringLongTemplate<T> text;
+  text.GrowToSize(3);
+  text.data()[0] = 'a';
+  text.data()[1] = 'b';
+  text.SetLength(2);
+  const T* const buffer = text.data();
+  text.GrowToSize(3);
+  EXPECT_EQ(text.data(), buffer);
+  text.GrowToSize(4);
+  EXPECT_EQ(text.data()[0], static_cast<T>('a'));
+  EXPECT_EQ(text.data()[1], static_cast<T>('b'));
+  EXPECT_EQ(text.data()[2], static_cast<T>(0));
+  EXPECT_EQ(text.size(), 2u);
+}
+
+TEST(StringLong, KeepsItsTextWhenItGrows) {
+  ExpectTextKeptByGrowing<char>();
+  ExpectTextKeptByGrowing<wchar_t>();
+  ExpectTextKeptByGrowing<unsigned short>();
+}
+
+TEST(StringLong, CannotBeLargerThanItsFieldsSay) {
+  if (sizeof(unsigned long) == 4) GTEST_SKIP() << "no size is larger here";
+  LStringLong text;
+  text = "abc";
+  EXPECT_THROW(text.GrowToSize(static_cast<unsigned long>(1ull << 32)), std::bad_alloc);
+  EXPECT_STREQ(text.c_str(), "abc");
+  EXPECT_EQ(text.capacity(), 4u);
+}
+
 TEST(StringLong, AppendsToTheExactSize) {
   LStringLong text;
   const char* const buffer = text.Append("ab");
@@ -58,6 +91,14 @@ TEST(StringLong, AppendsInTheRoomThatIsThere) {
   text.Append("cd");
   EXPECT_STREQ(text.c_str(), "abcd");
   EXPECT_EQ(text.capacity(), 100u);
+}
+
+TEST(StringLong, AppendsWhatJustFits) {
+  LStringLong text;
+  text.GrowToSize(5);
+  const char* const buffer = text.data();
+  EXPECT_EQ(text.Append("abcd"), buffer);
+  EXPECT_STREQ(text.c_str(), "abcd");
 }
 
 TEST(StringLong, AppendsAPartOfItself) {
@@ -84,11 +125,43 @@ TEST(StringLong, AssignsACopyOfExactlyItsSize) {
   EXPECT_EQ(text.capacity(), 1u);
 }
 
+TEST(StringLong, AssignsToAnotherBufferAlsoWhenTheSizeIsTheSame) {
+  LStringLong text;
+  text = "abc";
+  const char* const before = text.data();
+  text = "xyz";
+  EXPECT_NE(text.data(), before);
+}
+
+TEST(StringLong, TakesTheLengthThatIsSet) {
+  LStringLong text;
+  text.SetLength(3);
+  EXPECT_EQ(text.size(), 0u);
+  EXPECT_EQ(text.data(), nullptr);
+  text = "abcd";
+  text.SetLength(2);
+  EXPECT_EQ(text.size(), 2u);
+  EXPECT_STREQ(text.c_str(), "ab");
+  text.data()[2] = 'X';
+  text.SetLength(4);
+  EXPECT_EQ(text.size(), 4u);
+  EXPECT_STREQ(text.c_str(), "abXd");
+  text.SetLength(5);
+  EXPECT_EQ(text.size(), 4u);
+  EXPECT_EQ(text.c_str()[4], '\0');
+}
+
 TEST(StringLong, MovesItsBuffer) {
   LStringLong text;
   text = "abc";
   LStringLong moved = std::move(text);
   EXPECT_STREQ(moved.c_str(), "abc");
+  // It is an empty text, which may be used again. NOLINTBEGIN(bugprone-use-after-move, clang-analyzer-cplusplus.Move)
+  EXPECT_EQ(text.size(), 0u);
+  EXPECT_EQ(text.capacity(), 0u);
+  text.Append("again");
+  EXPECT_STREQ(text.c_str(), "again");
+  // NOLINTEND(bugprone-use-after-move, clang-analyzer-cplusplus.Move)
   LStringLong assigned;
   assigned = std::move(moved);
   EXPECT_STREQ(assigned.c_str(), "abc");
