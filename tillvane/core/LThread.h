@@ -79,6 +79,11 @@ class TILLVANE_API LThread : public LProcessInterface {
   /// Signalled from the moment when the function has returned until the next start. For waiting only.
   LSignalObjectRef EndedSignal() const { return ended_; }
 
+ protected:
+  /// Signalled from a stop request until the next start: for a thread that waits for more than its own waits can. For
+  /// waiting only.
+  LSignalObjectRef StopSignal() const { return stop_; }
+
  private:
   friend struct LThreadLayout;
   friend class LDetachedThread;

@@ -8,6 +8,7 @@
 #include <tillvane/core/LThread.h>
 #include <tillvane/core/mutex_guard.h>
 #include <tillvane/core/poll_for.h>
+#include <tillvane/diag/registered_thread.h>
 #include <tillvane/platform/thread_id.h>
 
 namespace {
@@ -128,6 +129,9 @@ void LThread::Run() {
     port_ = platform::CurrentThreadId();
     pthread_cond_broadcast(&state_changed_);
   }
+  // Registered before anybody hears that it has started and until after its function, also when that calls
+  // pthread_exit.
+  const diag::RegisteredThread registered;
   started_.Signal();
   ThreadFunction();
 }

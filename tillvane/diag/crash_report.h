@@ -1,0 +1,17 @@
+#pragma once
+
+#include <signal.h>
+
+namespace diag {
+
+/// Writes the report that the host has asked for, if it has. For a signal handler.
+/// \param ends_the_process and so may the report, when it takes too long
+void ReportCrash(const char* description, const siginfo_t* info, bool ends_the_process);
+
+/// Is the calling thread in the middle of a report? For a signal handler.
+bool IsReportingCrash();
+
+/// Has the host asked for reports?
+bool AreCrashesReported();
+
+}  // namespace diag
