@@ -1,0 +1,23 @@
+#include <sys/socket.h>
+
+#include <tillvane/platform/stream_socket.h>
+
+namespace platform {
+
+// Both in one call, so that a process forked by another thread never inherits the descriptor.
+
+int OpenStreamSocket() { return socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0); }
+
+int AcceptStream(int listening) { return accept4(listening, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }
+
+int NoSignalSendFlag() { return MSG_NOSIGNAL; }
+
+sockaddr_in SocketAddress(unsigned int address, unsigned short port) {
+  sockaddr_in made = {};
+  made.sin_family = AF_INET;
+  made.sin_port = port;
+  made.sin_addr.s_addr = address;
+  return made;
+}
+
+}  // namespace platform
