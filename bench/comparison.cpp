@@ -71,9 +71,10 @@ bool Has(const std::vector<Clock>& clocks, Clock clock) {
   return std::find(clocks.begin(), clocks.end(), clock) != clocks.end();
 }
 
-void Register(const std::string& name, const Body& body, const std::vector<Clock>& clocks, const Options& options) {
+void Register(const std::string& name, const Body& body, const Comparison& comparison, const Options& options) {
+  const std::vector<Clock>& clocks = comparison.clocks;
   auto* registered = benchmark::RegisterBenchmark(name.c_str(), body)
-                         ->MinTime(options.quick ? 0.01 : 0.05)
+                         ->MinTime(comparison.seconds / (options.quick ? 5 : 1))
                          ->Repetitions(options.quick ? 5 : 15);
   if (Has(clocks, Clock::kWall)) registered->UseRealTime();
   if (Has(clocks, Clock::kProcess)) registered->MeasureProcessCPUTime();
@@ -144,8 +145,8 @@ void PrintHead(const std::string& family) {
 
 void Measure(const Comparison& comparison, const Options& options, Goals* goals) {
   benchmark::ClearRegisteredBenchmarks();
-  Register(comparison.name, comparison.body, comparison.clocks, options);
-  for (const Peer& peer : comparison.peers) Register(peer.name, peer.body, comparison.clocks, options);
+  Register(comparison.name, comparison.body, comparison, options);
+  for (const Peer& peer : comparison.peers) Register(peer.name, peer.body, comparison, options);
   Collector collector(comparison.items);
   benchmark::RunSpecifiedBenchmarks(&collector, "all");
   for (const Clock clock : comparison.clocks) Print(comparison, clock, &collector, goals);

@@ -35,7 +35,8 @@ struct Comparison {
   std::string name;           ///< of ours
   Body body;
   std::vector<Peer> peers;
-  int items = 1;  ///< so many in one pass of the body's loop; times are printed for one
+  int items = 1;          ///< so many in one pass of the body's loop; times are printed for one
+  double seconds = 0.05;  ///< of a repetition
 };
 
 struct Options {

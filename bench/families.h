@@ -15,8 +15,22 @@ void RunDispatchFamily(const Options& options, Goals* goals);
 
 /// Threads beside std::thread and bare ones.
 void RunThreadsFamily(const Options& options, Goals* goals);
+
 /// The locks beside pthread's, the standard library's and bare system calls.
 void RunLocksFamily(const Options& options, Goals* goals);
+
+/// The printf engine and growable text beside the C library's, fmt's and Abseil's.
+void RunFormatFamily(const Options& options, Goals* goals);
+/// Readers of text beside GLib's and plain ones.
+void RunStringsFamily(const Options& options, Goals* goals);
+
+/// Whole text files beside streams and bare system calls.
+void RunTextFilesFamily(const Options& options, Goals* goals);
+/// Conversions of text beside iconv and ICU.
+void RunCharsetsFamily(const Options& options, Goals* goals);
+
+/// Sockets and listeners beside bare ones and asio's.
+void RunNetFamily(const Options& options, Goals* goals);
 
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);

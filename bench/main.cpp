@@ -13,8 +13,12 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily},   {"events", bench::RunEventsFamily}, {"dispatch", bench::RunDispatchFamily},
-    {"threads", bench::RunThreadsFamily}, {"locks", bench::RunLocksFamily},   {"tick", bench::RunTickFamily},
+    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
+    {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "comparison.h"
+
+namespace bench {
+
+/// How long after a stop request the functions for sockets return, and a listener ends: a table of percentiles.
+void RunNetStops(const Options& options, Goals* goals);
+
+}  // namespace bench
