@@ -1,7 +1,5 @@
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <string>
 #include <string_view>
@@ -9,15 +7,12 @@
 #include <tillvane/platform/linux/store_catalogue_linux.h>
 #include <tillvane/platform/money.h>
 
+#include "require.h"
+
 namespace {
 
+using fuzz::Require;
 using platform::StoreCatalogue;
-
-void Require(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 bool IsDecimal(std::string_view text) {
   const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
