@@ -15,12 +15,15 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/linux/code_page_linux.cpp
+  tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
   tillvane/platform/linux/event_handlers_linux.cpp
   tillvane/platform/linux/event_linux.cpp
   tillvane/platform/linux/event_loop_linux.cpp
   tillvane/platform/linux/event_pool_linux.cpp
   tillvane/platform/linux/event_queue_linux.cpp
+  tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp
   tillvane/platform/linux/main_bundle_linux.cpp
@@ -36,16 +39,21 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/store_service_linux.cpp
   tillvane/platform/linux/store_settings_linux.cpp
   tillvane/platform/linux/store_worker_linux.cpp
+  tillvane/platform/linux/stream_socket_linux.cpp
+  tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
+  tillvane/platform/linux/charsets_linux_test.cpp
+  tillvane/platform/linux/code_page_linux_test.cpp
   tillvane/platform/linux/descriptor_watch_linux_test.cpp
   tillvane/platform/linux/event_flush_linux_test.cpp
   tillvane/platform/linux/event_handlers_linux_test.cpp
   tillvane/platform/linux/event_linux_test.cpp
   tillvane/platform/linux/event_loop_linux_test.cpp
   tillvane/platform/linux/event_queue_linux_test.cpp
+  tillvane/platform/linux/file_object_linux_test.cpp
   tillvane/platform/linux/foreign_loop_linux_test.cpp
   tillvane/platform/linux/json_reader_linux_test.cpp
   tillvane/platform/linux/known_folders_linux_test.cpp
@@ -57,6 +65,8 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
   tillvane/platform/linux/store_service_linux_test.cpp
+  tillvane/platform/linux/stream_socket_linux_test.cpp
+  tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
 )
 

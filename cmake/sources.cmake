@@ -17,9 +17,27 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LThread.h
   tillvane/core/LThreadNotifyInterface.h
   tillvane/core/LThreadRunOnMainThread.h
+  tillvane/diag/LDebugOutput.h
+  tillvane/diag/LDebugSignals.h
+  tillvane/diag/LDebugThread.h
+  tillvane/files/LFile.h
+  tillvane/net/LIPAddress.h
+  tillvane/net/LIPSocket.h
+  tillvane/net/LProcessSocket.h
+  tillvane/net/LTCPListener.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
+  tillvane/text/LCommandLineArgumentStringExpander.h
+  tillvane/text/LStringFields.h
+  tillvane/text/LCharsets.h
+  tillvane/text/LStringFormat.h
+  tillvane/text/LStringLabels.h
+  tillvane/text/LStringLists.h
   tillvane/text/LStringLong.h
+  tillvane/text/LStringURI.h
+  tillvane/text/LStringUtilities.h
+  tillvane/text/LTextFile.h
+  tillvane/text/LVector.h
 )
 
 set(TILLVANE_SOURCES
@@ -38,11 +56,52 @@ set(TILLVANE_SOURCES
   tillvane/core/thread.cpp
   tillvane/core/thread_notify_interface.cpp
   tillvane/core/thread_run_on_main_thread.cpp
+  tillvane/diag/crash_report.cpp
+  tillvane/diag/crash_stack.cpp
+  tillvane/diag/description.cpp
+  tillvane/diag/library_load.cpp
+  tillvane/diag/loaded_modules.cpp
+  tillvane/diag/output.cpp
+  tillvane/diag/signal_handlers.cpp
+  tillvane/diag/signals.cpp
+  tillvane/diag/status_slot.cpp
+  tillvane/diag/thread_names.cpp
+  tillvane/diag/thread_registry.cpp
+  tillvane/files/file_attributes.cpp
+  tillvane/net/ip_address.cpp
+  tillvane/net/ip_socket.cpp
+  tillvane/net/open_socket.cpp
+  tillvane/net/socket_connect.cpp
+  tillvane/net/socket_receive.cpp
+  tillvane/net/socket_send.cpp
+  tillvane/net/tcp_listener.cpp
   tillvane/store/store_observer.cpp
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
   tillvane/store/tillvane_store.cpp
+  tillvane/text/format_conversion.cpp
+  tillvane/text/format_double.cpp
+  tillvane/text/format_engine.cpp
+  tillvane/text/format_integer.cpp
+  tillvane/text/string_format.cpp
+  tillvane/text/command_line_argument_string_expander.cpp
+  tillvane/text/string_fields.cpp
+  tillvane/text/string_labels.cpp
+  tillvane/text/string_lists.cpp
+  tillvane/text/ansi_text.cpp
+  tillvane/text/code_page_text.cpp
   tillvane/text/string_long.cpp
+  tillvane/text/string_uri.cpp
+  tillvane/text/string_utilities.cpp
+  tillvane/text/text_file.cpp
+  tillvane/text/text_file_load.cpp
+  tillvane/text/text_file_save.cpp
+  tillvane/text/unicode_text.cpp
+  tillvane/text/utf8_decode.cpp
+  tillvane/text/utf8_encode.cpp
+  tillvane/text/utf8_measure.cpp
+  tillvane/text/utf8_paths.cpp
+  tillvane/text/vector.cpp
 )
 
 # A unit test stands beside its source.
@@ -67,10 +126,45 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/thread_run_on_main_thread_test.cpp
   tillvane/core/thread_stress_test.cpp
   tillvane/core/thread_test.cpp
+  tillvane/diag/description_test.cpp
+  tillvane/diag/loaded_modules_test.cpp
+  tillvane/diag/output_test.cpp
+  tillvane/diag/signal_safe_text_test.cpp
+  tillvane/diag/thread_names_test.cpp
+  tillvane/diag/thread_registry_stress_test.cpp
+  tillvane/diag/thread_registry_test.cpp
+  tillvane/files/file_attributes_test.cpp
+  tillvane/net/ip_address_test.cpp
+  tillvane/net/ip_socket_test.cpp
+  tillvane/net/socket_connect_test.cpp
+  tillvane/net/socket_receive_bytes_test.cpp
+  tillvane/net/socket_receive_test.cpp
+  tillvane/net/socket_send_test.cpp
+  tillvane/net/socket_slices_test.cpp
+  tillvane/net/tcp_listener_stress_test.cpp
+  tillvane/net/tcp_listener_test.cpp
   tillvane/store/store_bridge_test.cpp
   tillvane/store/store_model_test.cpp
   tillvane/store/store_observer_test.cpp
   tillvane/store/store_request_delegate_test.cpp
   tillvane/store/store_scenarios.cpp
+  tillvane/text/ansi_text_test.cpp
+  tillvane/text/code_page_text_test.cpp
+  tillvane/text/command_line_argument_string_expander_test.cpp
+  tillvane/text/format_differential_test.cpp
+  tillvane/text/format_engine_test.cpp
+  tillvane/text/string_fields_test.cpp
+  tillvane/text/string_format_test.cpp
+  tillvane/text/string_labels_test.cpp
+  tillvane/text/string_lists_test.cpp
   tillvane/text/string_long_test.cpp
+  tillvane/text/string_uri_test.cpp
+  tillvane/text/string_utilities_test.cpp
+  tillvane/text/text_file_load_test.cpp
+  tillvane/text/text_file_save_test.cpp
+  tillvane/text/unicode_text_test.cpp
+  tillvane/text/utf8_decode_test.cpp
+  tillvane/text/utf8_encode_test.cpp
+  tillvane/text/utf8_measure_test.cpp
+  tillvane/text/vector_test.cpp
 )

@@ -19,7 +19,20 @@ from cpp_text import blank_comments_and_strings, declared_functions, defined_fun
 FOLDERS = ["text", "core", "system", "files", "net", "diag", "store"]
 
 # Files that reach up, and why: (file, what it includes): reason. One that is not needed any more is a finding.
-REACHES_UP = {}
+REACHES_UP = {
+    ("tillvane/core/thread.cpp", "tillvane/diag/registered_thread.h"):
+        "a thread of the toolkit is registered, and can report a crash, from its first moment to its last",
+    ("tillvane/net/tcp_listener.cpp", "tillvane/diag/LDebugThread.h"):
+        "a listener names its thread",
+    ("tillvane/net/tcp_listener_test.cpp", "tillvane/diag/LDebugThread.h"):
+        "what a listener's thread is called",
+    ("tillvane/text/text_file.cpp", "tillvane/core/LFileLock.h"):
+        "whole text files are read and written under the timed lock",
+    ("tillvane/text/text_file_save.cpp", "tillvane/files/LFile.h"):
+        "a saved text is marked as UTF-8",
+    ("tillvane/text/text_file_save_test.cpp", "tillvane/files/LFile.h"):
+        "what a saver answers is what marking answers",
+}
 
 # What backends need of the portable folders: (file, what it includes): reason. The same holds.
 BACKEND_NEEDS = {}

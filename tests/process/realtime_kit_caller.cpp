@@ -277,6 +277,8 @@ int Call(const std::vector<std::string>& options) {
   if (const auto limits = std::find(options.begin(), options.end(), "limits"); limits != options.end()) {
     if (!SetLimit(RLIMIT_RTTIME, std::stoull(limits[1]), std::stoull(limits[2]))) return 3;
   }
+  // The host's own choice, and not the one that the library makes when it is loaded.
+  signal(SIGPIPE, SIG_DFL);
   if (!GiveUp(CAP_SYS_NICE) || !GiveUp(CAP_SYS_RESOURCE)) return 4;
   may_raise = has("may-raise");
   if (has("patient")) tries = 20;

@@ -52,6 +52,18 @@ std::vector<std::string> Environment(const std::vector<std::string>& additions) 
   return all;
 }
 
+/// What this process ignores its child need not: the library ignores SIGPIPE, and a shell may the others.
+posix_spawnattr_t WithDefaultSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int number : {SIGPIPE, SIGINT, SIGQUIT}) sigaddset(&signals, number);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  return attributes;
+}
+
 pid_t Spawn(const std::vector<std::string>& command, const std::vector<std::string>& environment, int output,
             int errors) {
   posix_spawn_file_actions_t actions;
@@ -59,9 +71,11 @@ pid_t Spawn(const std::vector<std::string>& command, const std::vector<std::stri
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+  posix_spawnattr_t attributes = WithDefaultSignals();
   pid_t pid = -1;
-  const int error =
-      posix_spawn(&pid, command[0].c_str(), &actions, nullptr, Pointers(command).data(), Pointers(environment).data());
+  const int error = posix_spawn(&pid, command[0].c_str(), &actions, &attributes, Pointers(command).data(),
+                                Pointers(environment).data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return error == 0 ? pid : -1;
 }

@@ -2,6 +2,7 @@
 
 #include <tests/support/open_descriptors.h>
 #include <tillvane/core/LEventQueue.h>
+#include <tillvane/diag/signal_handlers.h>
 #include <tillvane/platform/event_queue.h>
 
 namespace {
@@ -29,6 +30,10 @@ void OpenWhatStaysOpen() {
 
 int main(int argc, char** argv) {
   testing::InitGoogleMock(&argc, argv);
+#ifdef TILLVANE_SANITIZED
+  // A fault is the sanitizer's to explain; the library's handler would end the process without a word.
+  diag::RestoreSignalHandlers();
+#endif
   OpenWhatStaysOpen();
   testing::UnitTest::GetInstance()->listeners().Append(new DescriptorWatcher);
   return RUN_ALL_TESTS();

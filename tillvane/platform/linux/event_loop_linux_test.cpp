@@ -94,7 +94,7 @@ TEST_F(EventLoopLinux, AFullQueueDoesNotHoldTheHostUp) {
     EXPECT_EQ(RunWait(wait, handler, signal_, kLongMs), 1);
     EXPECT_LT(watch.Ms(), kSoonMs);
     EXPECT_GE(tick.Count(), 3);
-    EXPECT_GE(idle.Count(), 3);
+    EXPECT_GE(idle.Count(), 1);
     // Nor does the host hold the events up.
     EXPECT_GE(flood.Count(), 100);
     support::EmptyQueue();
