@@ -36,7 +36,7 @@ unsigned int Talk(LProcessInterface& process, LIPSocketTCPRef socket, const Opti
   for (const std::string& line : options.lines) {
     if (const unsigned int code = SendLine(process, socket, line, options.timeout)) return code;
     std::string answer;
-    if (const unsigned int code = ReceiveLine(process, socket, &answer, options.timeout)) return code;
+    if (const unsigned int code = ReceiveLine(process, socket, &answer, kLongestAnswer, options.timeout)) return code;
     std::puts(answer.c_str());
   }
   return SendLine(process, socket, "quit", options.timeout);
@@ -46,6 +46,7 @@ unsigned int Talk(LProcessInterface& process, LIPSocketTCPRef socket, const Opti
 
 unsigned int TalkToServer(LProcessInterface& process, const Options& options) {
   const std::vector<unsigned int> addresses = AddressesOf(options.host);
+  if (process.IsToStop()) return kStopped;
   if (addresses.empty()) {
     std::fprintf(stderr, "line-server: '%s' is no host that is known here\n", options.host.c_str());
     return kFailed;

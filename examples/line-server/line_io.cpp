@@ -4,9 +4,10 @@
 
 namespace line_server {
 
-unsigned int ReceiveLine(LProcessInterface& process, LIPSocketTCPRef socket, std::string* line, unsigned int timeout) {
+unsigned int ReceiveLine(LProcessInterface& process, LIPSocketTCPRef socket, std::string* line, std::size_t longest,
+                         unsigned int timeout) {
   line->clear();
-  while (line->size() <= kLongestLine) {
+  while (line->size() <= longest + 1) {
     std::array<char, 256> part;
     unsigned long received;
     const unsigned int code =
@@ -17,7 +18,7 @@ unsigned int ReceiveLine(LProcessInterface& process, LIPSocketTCPRef socket, std
     if (line->back() != '\n') continue;
     line->pop_back();
     if (!line->empty() && line->back() == '\r') line->pop_back();
-    return kDone;
+    return line->size() <= longest ? kDone : kFailed;
   }
   return kFailed;
 }

@@ -13,7 +13,7 @@ void LineListener::ProcessConnection(LIPSocketTCP& socket) {
   std::printf("visitor %u has come\n", ++visitors_);
   unsigned int lines = 0;
   std::string line;
-  while (ReceiveLine(*this, socket, &line, timeout_) == kDone && line != "quit") {
+  while (ReceiveLine(*this, socket, &line, kLongestLine, timeout_) == kDone && line != "quit") {
     if (SendLine(*this, socket, std::to_string(++lines) + " " + line, timeout_) != kDone) break;
   }
   std::printf("visitor %u has gone after %u lines\n", visitors_, lines);

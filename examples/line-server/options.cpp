@@ -20,7 +20,8 @@ A server that answers each line with its number and the line, or a client that s
   --timeout MS      so many milliseconds without a word end a conversation, 1 to 1000000 (30000)
   --help            this text
 
-Ctrl-C ends either. Exit status: 0 every line was answered, 1 the server does not answer, 2 wrong use, 130 after Ctrl-C.
+Ctrl-C ends either; while the name of a host is looked up it waits for that.
+Exit status: 0 every line was answered, 1 the server does not answer, 2 wrong use, 130 after Ctrl-C.
 )";
 
 std::nullopt_t Mistake(const std::string& text) {

@@ -390,7 +390,7 @@ TEST_F(SocketFaultConnect, TheWaitDecidesByWhatIsReady) {
   };
   on_connect = [] { return FailWith(EINPROGRESS); };
   for (const auto& one : {Case{POLLOUT, 0}, Case{POLLPRI, 2}, Case{POLLOUT | POLLPRI, 0}, Case{POLLERR, 0},
-                          Case{POLLOUT | POLLERR | POLLHUP, 0}, Case{POLLNVAL, 2}}) {
+                          Case{POLLOUT | POLLERR | POLLHUP, 0}, Case{POLLHUP, 2}, Case{POLLNVAL, 2}}) {
     on_poll = [&](pollfd* polled, int ms) {
       EXPECT_EQ(polled->events, POLLOUT | POLLPRI);
       EXPECT_EQ(ms, 200);

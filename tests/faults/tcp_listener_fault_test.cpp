@@ -38,7 +38,7 @@ struct Failing {
 Failing sockets, options, binds, listens, accepts, waits;
 /// Which of the next pipes cannot be had: a bit for each, the lowest first.
 unsigned int missing_pipes = 0;
-std::atomic<int> backlog{0}, accept_calls{0}, accepts_from{-1}, wait_calls{0};
+std::atomic<int> listening_descriptor{-1}, backlog{0}, accept_calls{0}, accepts_from{-1}, wait_calls{0};
 /// The listener's wait finds a connection together with a stop request as often as this says.
 std::atomic<int> both_ready{0};
 
@@ -88,6 +88,7 @@ int bind(int descriptor, const sockaddr* address, socklen_t size) noexcept {
 }
 
 int listen(int descriptor, int count) noexcept {
+  listening_descriptor = descriptor;
   backlog = count;
   return listens.IsNext() ? -1 : Next(&listen, "listen")(descriptor, count);
 }
@@ -144,6 +145,31 @@ TEST_F(TCPListenerFault, TheQueueHasRoomForFifty) {
   EXPECT_EQ(backlog, 50);
 }
 
+/// An option of a socket that is an integer.
+int Option(int descriptor, int name) {
+  int value = -1;
+  socklen_t size = sizeof value;
+  getsockopt(descriptor, SOL_SOCKET, name, &value, &size);
+  return value;
+}
+
+TEST_F(TCPListenerFault, TheListeningSocketIsSetUpAsEveryOtherAndForEveryAddress) {
+  listener_.StartListening();
+  const LIPAddressWithPort address = listener_.Address();
+  const LIPSocketTCP plain(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  constexpr int size = 32768;
+  setsockopt(plain.Descriptor(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
+  EXPECT_EQ(Option(listening_descriptor, SO_SNDBUF), Option(plain.Descriptor(), SO_SNDBUF));
+  EXPECT_EQ(Option(listening_descriptor, SO_REUSEADDR), 1);
+  EXPECT_EQ(fcntl(listening_descriptor, F_GETFD), FD_CLOEXEC);
+  EXPECT_NE(fcntl(listening_descriptor, F_GETFL) & O_NONBLOCK, 0);
+  sockaddr_in bound = {};
+  socklen_t bound_size = sizeof bound;
+  ASSERT_EQ(getsockname(listening_descriptor, reinterpret_cast<sockaddr*>(&bound), &bound_size), 0);
+  EXPECT_EQ(bound.sin_addr.s_addr, htonl(INADDR_ANY));
+  EXPECT_EQ(bound.sin_port, htons(address.Port()));
+}
+
 TEST_F(TCPListenerFault, AFailureToListenIsFollowedByAPauseAndAnotherTry) {
   struct Case {
     const char* name;
@@ -179,14 +205,18 @@ TEST_F(TCPListenerFault, AConnectionThatWasAbortedIsPassedOver) {
 
 TEST_F(TCPListenerFault, AfterAnAbortedConnectionAStopRequestIsHeard) {
   Fail(accepts, ECONNABORTED);
-  both_ready = 1;
+  // A second wait would find the second connection.
+  both_ready = 2;
+  wait_calls = 0;
   listener_.StartListening();
   const LIPAddressWithPort address = listener_.Address();
   listener_.StopThreadSoon();
-  ConnectBlocking(address);
+  const LIPSocketTCP first = ConnectBlocking(address), second = ConnectBlocking(address);
   listener_.JoinThread();
+  both_ready = 0;
   EXPECT_EQ(listener_.served, 0);
   EXPECT_EQ(accepts.calls, 0);
+  EXPECT_EQ(wait_calls, 1);
 }
 
 TEST_F(TCPListenerFault, AnyOtherFailureToAcceptClosesThePortUntilAfterThePause) {

@@ -168,6 +168,8 @@ TEST_F(SocketRelay, AnAnswerThatStallsIsTwoWithWhatHasCome) {
 TEST_F(SocketRelay, AReceiveThatStallsIsStopped) {
   ConnectThrough("stall");
   Send("What comes after the tenth byte is lost.");
+  ASSERT_TRUE(support::WaitUntil(
+      [&] { return recv(socket_.Descriptor(), buffer_, sizeof buffer_, MSG_PEEK | MSG_DONTWAIT) == 10; }));
   EXPECT_EQ(Stop([&](LProcessInterface& process) {
               return ProcessRecvBytes(process, socket_, buffer_, 40, received_, kLongMs);
             }),

@@ -1,4 +1,3 @@
-#include <pthread.h>
 #include <unistd.h>
 
 #include <array>
@@ -7,6 +6,7 @@
 #include <initializer_list>
 
 #include <tillvane/core/LSignalObject.h>
+#include <tillvane/core/cancellation.h>
 #include <tillvane/core/poll_for.h>
 #include <tillvane/core/signal_edges.h>
 #include <tillvane/platform/pipe.h>
@@ -44,23 +44,11 @@ bool WaitReadable(const std::array<int, N>& read_ends, unsigned int ms) {
   return ready > 0 || (ready < 0 && errno == EINTR);
 }
 
-/// While this lives, the thread is not cancelled. Async-signal-safe: it only sets a mark of the thread's own.
-class CancellationPutOff {
- public:
-  CancellationPutOff() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_); }
-  ~CancellationPutOff() { pthread_setcancelstate(state_, &state_); }
-  CancellationPutOff(const CancellationPutOff&) = delete;
-  CancellationPutOff& operator=(const CancellationPutOff&) = delete;
-
- private:
-  int state_;
-};
-
 }  // namespace
 
 void LSignalObjectRef::Signal() const noexcept {
   const int kept = errno;
-  const CancellationPutOff put_off;
+  const core::CancellationPutOff put_off;
   const unsigned char one = 1;
   [[maybe_unused]] const core::SignalEdge edge(filedes[0]);
   // A full pipe refuses the byte, and is signalled all the same.
@@ -108,6 +96,7 @@ bool LSignalObjectRef::Select(int highest, fd_set& set, unsigned int ms) const {
 LSignalObject::LSignalObject() { platform::OpenSignalPipe(filedes); }
 
 LSignalObject::~LSignalObject() {
+  const core::CancellationPutOff put_off;
   for (const int end : filedes) {
     if (end >= 0) close(end);
   }

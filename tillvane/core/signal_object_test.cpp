@@ -282,6 +282,10 @@ TEST(SignalObject, AThreadThatIsToEndSignalsBeforeItDoes) {
   })) << "whoever puts it off longer is left alone";
 }
 
+TEST(SignalObject, AThreadThatIsToEndClosesItsObjectsBeforeItDoes) {
+  EXPECT_TRUE(support::PassesWhileCancelled([] { const LSignalObject gone; }));
+}
+
 TEST(SignalObjectBadDescriptor, FailsTheWaitAtOnce) {
   const LSignalObject signalled, silent;
   signalled.Signal();

@@ -39,6 +39,8 @@ class TILLVANE_API LIPAddressMultiHomedWithPort {
   /// Copies the addresses.
   /// \param network_order so many addresses as `inet_addr` gives them; null for none
   LIPAddressMultiHomedWithPort(unsigned short port, unsigned int count, const unsigned int* network_order);
+  LIPAddressMultiHomedWithPort(const LIPAddressMultiHomedWithPort&) = delete;
+  LIPAddressMultiHomedWithPort& operator=(const LIPAddressMultiHomedWithPort&) = delete;
 
   unsigned int Count() const { return count_; }
   /// \param index below Count()

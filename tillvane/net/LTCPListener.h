@@ -43,6 +43,7 @@ class TILLVANE_API LTCPListener : public LThread {
  private:
   friend struct LTCPListenerLayout;
 
+  void ListenAndServe();
   LIPSocketTCP Listen();
   bool WaitForConnection(int listening);
   void Serve(int listening);

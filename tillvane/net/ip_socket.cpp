@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <tillvane/core/cancellation.h>
 #include <tillvane/net/LIPSocket.h>
 
 static_assert(sizeof(LIPSocketTCP) == sizeof(int) && sizeof(LIPSocketTCPRef) == sizeof(int));
@@ -17,5 +18,7 @@ int LIPSocketTCP::Release() noexcept { return std::exchange(descriptor_, -1); }
 
 void LIPSocketTCP::Close() noexcept {
   const int descriptor = Release();
-  if (descriptor >= 0) close(descriptor);
+  if (descriptor < 0) return;
+  const core::CancellationPutOff put_off;
+  close(descriptor);
 }

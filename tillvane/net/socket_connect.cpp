@@ -22,7 +22,7 @@ unsigned int WaitForConnection(LProcessInterface& process, LIPSocketTCPRef socke
     const int ready = core::PollFor(&polled, 1, net::kSliceMs);
     if (ready < 0) return kFailed;
     // Writable is connected, and a connection that has failed is writable too: the error is left for the first use.
-    if (ready > 0) return (polled.revents & (POLLOUT | POLLERR | POLLHUP)) != 0 ? kDone : kFailed;
+    if (ready > 0) return (polled.revents & (POLLOUT | POLLERR)) != 0 ? kDone : kFailed;
     if (process.IsToStop()) return kStopped;
   } while (budget.SpendSlice());
   return kFailed;

@@ -299,6 +299,14 @@ TEST_F(SocketReceive, ToCharacterGivesALongLineInParts) {
   EXPECT_EQ(parts, (std::vector<std::string>{"abcd", "efgh", "\n", "ij"}));
 }
 
+TEST_F(SocketReceive, ToCharacterWithoutASocketFailsAtOnce) {
+  unsigned long received = 77;
+  StopAtQuestion never;
+  EXPECT_EQ(ProcessRecvToCharacter(never, LIPSocketTCPRef(-1), nullptr, 0, received, "\n", kLongMs), 2u);
+  EXPECT_EQ(never.asked, 1);
+  EXPECT_EQ(received, 0u);
+}
+
 TEST_F(SocketReceive, ToCharacterWithoutRoomWaitsAndFails) {
   unsigned long received = 77;
   StopAtQuestion second(2);

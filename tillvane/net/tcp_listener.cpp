@@ -26,6 +26,18 @@ unsigned short PortOf(int descriptor) {
   return ntohs(address.sin_port);
 }
 
+/// Forgets the port at its end.
+class BoundPortForgotten {
+ public:
+  explicit BoundPortForgotten(std::atomic<unsigned short>& port) : port_(port) {}
+  ~BoundPortForgotten() { port_.store(0); }
+  BoundPortForgotten(const BoundPortForgotten&) = delete;
+  BoundPortForgotten& operator=(const BoundPortForgotten&) = delete;
+
+ private:
+  std::atomic<unsigned short>& port_;
+};
+
 }  // namespace
 
 // The field has the place and the width that binary hosts know.
@@ -45,11 +57,15 @@ void LTCPListener::ThreadFunction() {
   LDebugThreadSetName("LTCPListener");
   // Its waits would fail at once, and it would neither rest nor hear that it is to stop.
   if (StopSignal().filedes[0] < 0 || EndedSignal().filedes[0] < 0) return;
-  do {
-    const LIPSocketTCP listening = Listen();
-    if (listening.Descriptor() >= 0) Serve(listening.Descriptor());
-    bound_port_.store(0);
-  } while (!ProcessWait(kRetryMs));
+  do ListenAndServe();
+  while (!ProcessWait(kRetryMs));
+}
+
+void LTCPListener::ListenAndServe() {
+  // Also when whoever serves a connection ends the thread.
+  const BoundPortForgotten forgotten(bound_port_);
+  const LIPSocketTCP listening = Listen();
+  if (listening.Descriptor() >= 0) Serve(listening.Descriptor());
 }
 
 /// A socket that listens, or none.

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -129,6 +130,24 @@ TEST(TCPListener, TellsItsPortWhileItListens) {
   listener.StopThreadAndWait();
   EXPECT_EQ(listener.BoundPort(), 0);
   EXPECT_EQ(listener.pauses, 1) << "a stop request ends the pause at once";
+}
+
+TEST(TCPListener, AHandlerMayEndTheThread) {
+  FunctionListener listener([](LTCPListener&, LIPSocketTCP&) { pthread_exit(nullptr); });
+  listener.StartListening();
+  EXPECT_TRUE(IsClosed(ConnectTo(listener.Address())));
+  listener.JoinThread();
+  EXPECT_EQ(listener.BoundPort(), 0);
+  EXPECT_EQ(listener.pauses, 0);
+}
+
+// The listener closes the connection itself, and is cancelled where it waits next.
+TEST(TCPListener, IsCancelledAfterItsConnectionIsClosed) {
+  FunctionListener listener([](LTCPListener&, LIPSocketTCP&) { pthread_cancel(pthread_self()); });
+  listener.StartListening();
+  EXPECT_TRUE(IsClosed(ConnectTo(listener.Address())));
+  listener.JoinThread();
+  EXPECT_EQ(listener.BoundPort(), 0);
 }
 
 TEST(TCPListener, AStopRequestWakesTheWaitAtOnce) {

@@ -390,9 +390,7 @@ TEST_F(StoreCatalogueFile, APipeDoesNotBlock) {
 }
 
 TEST_F(StoreCatalogueFile, TheShippedOne) {
-  const auto root = std::filesystem::path(__FILE__).parent_path() / "../../..";
-  EXPECT_EQ(Load((root / "examples/storefront/Products.storekit").string()),
-            "org.example.storefront.paid=4.99! en_US USA");
+  EXPECT_EQ(Load(TILLVANE_TEST_CATALOGUE), "org.example.storefront.paid=4.99! en_US USA");
 }
 
 }  // namespace
