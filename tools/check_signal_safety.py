@@ -26,8 +26,10 @@ HANDLERS = {
 ALLOWED = {
     "_exit": "POSIX: async-signal-safe",
     "alarm": "POSIX: async-signal-safe",
+    "clock_gettime": "POSIX: async-signal-safe",
     "memcpy": "POSIX: async-signal-safe",
     "memset": "POSIX: async-signal-safe",
+    "poll": "POSIX: async-signal-safe",
     "pthread_sigmask": "POSIX: async-signal-safe",
     "sigaction": "POSIX: async-signal-safe",
     "sigaddset": "POSIX: async-signal-safe",

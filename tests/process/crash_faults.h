@@ -76,11 +76,8 @@ struct Fault {
 };
 
 inline constexpr Fault kFaults[] = {
-    {"segv", &WriteToNowhere},
-    {"bus", &ReadBehindAFile},
-    {"fpe", &DivideByZero},
-    {"ill", &RunNoInstruction},
-    {"overflow", [] { Overflow(Unknown(0)); }},
+    {"segv", &WriteToNowhere},  {"bus", &ReadBehindAFile},        {"fpe", &DivideByZero},
+    {"ill", &RunNoInstruction}, {"quit", [] { raise(SIGQUIT); }}, {"overflow", [] { Overflow(Unknown(0)); }},
 };
 
 /// \return false when there is none of this name

@@ -1,5 +1,5 @@
-// A host that has its crashes reported, or not: `crash_report_child none|on|off|full|closed FILE MODE ARGUMENT`. The
-// report goes to the file; standard output has what the tests compare it with.
+// A host that has its crashes reported, or not: `crash_report_child none|on|off|full|slow|closed FILE MODE ARGUMENT`.
+// The report goes to the file; standard output has what the tests compare it with.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -173,6 +173,28 @@ void KeepOwnStack(const char*) {
   Say(is_kept ? "kept" : "taken");
 }
 
+void CrashAndHangInThread(const char* name) {
+  backtrace_hangs = true;
+  CrashOnThread(name);
+}
+
+void RaiseInThread(const char* number) {
+  support::FunctionThread thread([=](LThread&) { Raise(number); });
+  thread.Start(support::kOrdinaryPriority);
+  thread.JoinThread();
+}
+
+void ShowAlarm(const char*) {
+  signal(SIGALRM, [](int) { _exit(97); });
+  alarm(100);
+  raise(SIGQUIT);
+  struct sigaction action;
+  sigaction(SIGALRM, nullptr, &action);
+  const unsigned int left = alarm(0);
+  std::printf("SIGALRM is %s, and comes %s\n", action.sa_handler != SIG_DFL ? "the host's" : "the system's",
+              left >= 1 && left <= 100 ? "within 100 seconds" : "never");
+}
+
 struct Mode {
   const char* name;
   void (*run)(const char* argument);
@@ -188,15 +210,38 @@ constexpr Mode kModes[] = {
     {"own-stack", &KeepOwnStack},
     {"allocator", &CrashInAllocator},
     {"hang", &CrashAndHang},
+    {"hang-in-thread", &CrashAndHangInThread},
     {"raise", &Raise},
+    {"raise-in-thread", &RaiseInThread},
+    {"alarm", &ShowAlarm},
     {"raise-after-quit", &RaiseAfterQuit},
     {"stackless", &CrashWithoutStack},
 };
+
+/// Another process, which copies what comes through a pipe slowly to the file. \return the pipe's other end, which does
+/// not block
+int SlowReader(int file) {
+  int ends[2];
+  if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0 || fcntl(ends[1], F_SETPIPE_SZ, 4096) < 0) return -1;
+  if (fork() != 0) {
+    close(ends[0]);
+    return ends[1];
+  }
+  close(ends[1]);
+  fcntl(ends[0], F_SETFL, 0);
+  char part[1000];
+  for (ssize_t count; (count = read(ends[0], part, sizeof part)) > 0;) {
+    if (write(file, part, static_cast<std::size_t>(count)) != count) _exit(1);
+    usleep(2000);
+  }
+  _exit(0);
+}
 
 /// What may be said before the fault, with the descriptor of the report.
 bool Prepare(const char* how, int fd) {
   if (std::strcmp(how, "none") == 0) return true;
   if (std::strcmp(how, "closed") == 0) return !LDebugReportCrashesTo(fd + 100);
+  if (std::strcmp(how, "slow") == 0) return LDebugReportCrashesTo(SlowReader(fd));
   if (!LDebugReportCrashesTo(fd)) return false;
   if (std::strcmp(how, "off") == 0) return LDebugReportCrashesTo(-1);
   // A pipe that is full and that nobody reads.

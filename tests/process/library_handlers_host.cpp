@@ -5,9 +5,11 @@
 #include <glib.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include <tests/process/crash_faults.h>
 
@@ -61,9 +63,16 @@ Function* Find(void* library, const char* name) {
 
 /// What the library made of its variables.
 void ShowVariables(void* library) {
-  const auto* const lock = static_cast<pthread_mutex_t*>(dlsym(library, "loDebugThreads"));
-  const auto* const command = static_cast<unsigned int*>(dlsym(library, "gwDebugCurrentCommand"));
-  std::printf("variables: %s\n", lock != nullptr && command != nullptr && *command == 1 ? "there" : "missing");
+  auto* const lock = static_cast<pthread_mutex_t*>(dlsym(library, "loDebugThreads"));
+  const auto word = [&](const char* name) {
+    const auto* const found = static_cast<unsigned int*>(dlsym(library, name));
+    return found != nullptr ? *found : ~0U;
+  };
+  const bool is_recursive = lock != nullptr && pthread_mutex_trylock(lock) == 0 && pthread_mutex_trylock(lock) == 0 &&
+                            pthread_mutex_unlock(lock) == 0 && pthread_mutex_unlock(lock) == 0;
+  std::printf("variables: command %u, last %u, %s, loaded by %s\n", word("gwDebugCurrentCommand"),
+              word("gwDebugLastCommand"), is_recursive ? "recursive" : "not recursive",
+              word("gdwMainThreadId") == static_cast<unsigned int>(gettid()) ? "this thread" : "another");
 }
 
 bool IsLoaded(const char* path) {
@@ -74,8 +83,19 @@ bool IsLoaded(const char* path) {
 
 /// The library's own work, which leaves something in GLib's loop that must not be called when it is gone.
 void Use(void* library) {
-  if (auto* const post = Find<bool(unsigned int, unsigned int, int)>(library, "_Z15LEventQueuePostjji")) post(1, 1, 1);
-  if (auto* const report = Find<bool(int)>(library, "_Z21LDebugReportCrashesToi")) report(2);
+  auto* const post = Find<bool(unsigned int, unsigned int, int)>(library, "_Z15LEventQueuePostjji");
+  auto* const report = Find<bool(int)>(library, "_Z21LDebugReportCrashesToi");
+  if (post == nullptr || report == nullptr || !post(1, 1, 1) || !report(2)) std::puts("cannot be used");
+}
+
+/// Loads the library on a thread that is not the process's first.
+void LoadElsewhere(const char* path) {
+  std::thread([&] {
+    void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return;
+    ShowVariables(library);
+    dlclose(library);
+  }).join();
 }
 
 }  // namespace
@@ -89,6 +109,10 @@ int main(int argc, char** argv) {
     Install(SIGPIPE, &OwnHandler, 0);
     Install(SIGINT, SIG_IGN, 0);
     InstallInfo(SIGSEGV);
+  }
+  if (std::strcmp(argv[2], "elsewhere") == 0) {
+    LoadElsewhere(path);
+    return 3;
   }
   Show("before");
   void* const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);

@@ -10,8 +10,9 @@ namespace {
 
 // SIGPIPE, SIGQUIT, SIGILL, SIGFPE, SIGSEGV, SIGBUS, SIGINT, SIGTERM
 const std::string kDefaults = " default default default default default default default default\n";
+const std::string kVariables = "variables: command 1, last 0, recursive, loaded by this thread\n";
 const std::string kLoaded =
-    "loaded: ignored-by-library library library library library library library library\nvariables: there\n";
+    "loaded: ignored-by-library library library library library library library library\n" + kVariables;
 
 void ExpectOutput(const std::string& mode, const std::string& before, const std::string& after) {
   SCOPED_TRACE(mode);
@@ -19,6 +20,13 @@ void ExpectOutput(const std::string& mode, const std::string& before, const std:
       support::RunProcess({TILLVANE_TEST_HANDLERS_HOST, TILLVANE_TEST_LIBRARY, mode}, 60000);
   EXPECT_EQ(host.exit_code, 3) << host.errors;
   EXPECT_EQ(host.output, "before:" + before + kLoaded + "is unloaded\nafter:" + after);
+}
+
+TEST(LibraryHandlers, TheThreadThatLoadsTheLibraryIsTheMainOne) {
+  const support::ProcessResult host =
+      support::RunProcess({TILLVANE_TEST_HANDLERS_HOST, TILLVANE_TEST_LIBRARY, "elsewhere"}, 60000);
+  EXPECT_EQ(host.exit_code, 3) << host.errors;
+  EXPECT_EQ(host.output, kVariables);
 }
 
 TEST(LibraryHandlers, GivesWayToWhatWasThereBefore) { ExpectOutput("plain", kDefaults, kDefaults); }

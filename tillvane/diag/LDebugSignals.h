@@ -23,8 +23,9 @@ extern TILLVANE_API unsigned char bLLibExceptionAlreadyTrapped;
 TILLVANE_API void LDebugSignalHandler(int signal, siginfo_t* info, void* context);
 
 /// For SIGINT and SIGTERM: asks the main thread's run loop to stop, or calls `exit(0)` when there is none, with all
-/// that an exit runs. For others it does nothing. A signal handler itself, on any thread; with a run loop it keeps
-/// errno, allocates nothing and takes no lock.
+/// that an exit runs; a host that handles them while it calls `exit` itself installs its own. For others it does
+/// nothing. A signal handler itself, on any thread; with a run loop it keeps errno, allocates nothing and takes no
+/// lock.
 TILLVANE_API void LIntTermSignalHandler(int signal, siginfo_t* info, void* context);
 
 /// From now on the first signal that LDebugSignalHandler is called for is also reported, as lines of text:
@@ -35,13 +36,18 @@ TILLVANE_API void LIntTermSignalHandler(int signal, siginfo_t* info, void* conte
 ///   frame 0x7f12a4e01234 0x1234 8f3c… /usr/lib/libexample.so
 ///   end                              nothing is missing
 ///
-/// The frames are the calls under way, the innermost first, with the signal's handler itself at the beginning. Each
-/// says its address, its offset in its file (as addr2line takes it, less one for all but the one that faulted), that
-/// file's build id and its path; "-" where nothing is known of it, as of a library that was loaded after this call.
+/// The frames are the calls under way, the innermost 128 at most and the innermost first, with the signal's handler
+/// itself at the beginning. Each says its address, its offset in its file (as addr2line takes it, less one for all but
+/// the one that faulted), that file's build id and its path; "-" where nothing is known of it, as of a library that was
+/// loaded after this call.
 ///
 /// An overflowed stack is reported on another one, which the calling thread gets here, and every thread of the
 /// toolkit's that is started afterwards; a thread of the host's own gets one when it calls this too. One that has an
-/// alternate stack already keeps it. The report takes some seconds at most, and a fault in it ends the process.
+/// alternate stack already keeps it.
+///
+/// A report takes some seconds at most: a reader that does not take it in time gets its beginning only, and what
+/// faults or hangs in it otherwise ends the process as a fatal signal does. Meanwhile SIGALRM and `alarm` are the
+/// report's; the host's handler and alarm are put back after it, an interval timer is not.
 ///
 /// Off to begin with. Any thread, not in a signal handler, and not while the host installs handlers of its own.
 /// \param fd stays the host's, and open: a file, or the standard error output; -1 turns the report off

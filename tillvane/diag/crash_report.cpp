@@ -1,12 +1,14 @@
 #include <tillvane/diag/crash_report.h>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <ctime>
 #include <mutex>
 
 #include <tillvane/diag/LDebugSignals.h>
@@ -23,32 +25,32 @@ namespace diag {
 namespace {
 
 constexpr unsigned int kMostFrames = 128;
-/// For a pipe that nobody reads, or a stack that the unwinder goes around in.
-constexpr unsigned int kMostSeconds = 3;
+/// For a reader that does not come.
+constexpr long long kMostMs = 3000;
+/// For a stack that the unwinder goes around in, and a write that blocks although there was room.
+constexpr unsigned int kMostSeconds = 5;
 
 using Line = SignalSafeText<512>;
 
 // What a signal handler reads and writes.
 constinit std::atomic<int> descriptor{-1};
 constinit std::atomic<unsigned int> reporting_thread{0};
-constinit std::atomic<bool> is_late{false}, ends_when_late{false};
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned int>::is_always_lock_free &&
-              std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned int>::is_always_lock_free);
 
-/// Interrupts a write that blocks, again and again: the one that begins just after a look at the mark would wait on.
-void OnReportIsLate(int) {
-  if (ends_when_late) _exit(666);
-  is_late = true;
-  alarm(1);
+/// On whichever thread the alarm comes.
+void OnReportIsLate(int) { _exit(666); }
+
+long long NowMs() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
 }
 
 /// Bounds how long a report takes, and lets a fault in it come to the handler: while a signal is blocked, its fault
 /// would end the process at once.
 class ReportLimits {
  public:
-  explicit ReportLimits(bool ends_the_process) {
-    is_late = false;
-    ends_when_late = ends_the_process;
+  ReportLimits() : begin_(NowMs()) {
     // A thread that was asked to end does not do so at the first write.
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
     struct sigaction action = {};
@@ -62,36 +64,68 @@ class ReportLimits {
     pthread_sigmask(SIG_UNBLOCK, &let_through, &mask_);
   }
   ~ReportLimits() {
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-    alarm(seconds_);
+    alarm(0);
+    // Forgets one that is under way.
+    struct sigaction ignored = {};
+    ignored.sa_handler = SIG_IGN;
+    sigaction(SIGALRM, &ignored, nullptr);
     sigaction(SIGALRM, &action_, nullptr);
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    if (seconds_ != 0) alarm(SecondsLeft());
     pthread_setcancelstate(cancel_state_, nullptr);
   }
   ReportLimits(const ReportLimits&) = delete;
   ReportLimits& operator=(const ReportLimits&) = delete;
 
  private:
+  /// Until the host's own alarm.
+  unsigned int SecondsLeft() const {
+    const auto gone = static_cast<unsigned int>((NowMs() - begin_) / 1000);
+    return seconds_ > gone ? seconds_ - gone : 1;
+  }
+
+  const long long begin_;
   struct sigaction action_;
   sigset_t mask_;
   unsigned int seconds_;
   int cancel_state_;
 };
 
-/// As much as the descriptor takes in time.
-void Write(int fd, Line& line) {
-  line.Add('\n');
-  const char* rest = line.Get();
-  std::size_t size = line.Length();
-  while (size > 0 && !is_late) {
-    const ssize_t written = write(fd, rest, size);
-    if (written < 0 && errno != EINTR) return;
-    if (written <= 0) continue;
-    rest += written;
-    size -= static_cast<std::size_t>(written);
-  }
-}
+/// Writes lines in order: after one that could not be written in time none follows.
+class Report {
+ public:
+  explicit Report(int fd) : fd_(fd), end_(NowMs() + kMostMs) {}
 
-void WriteCause(int fd, const siginfo_t& info) {
+  void Write(Line& line) {
+    line.Add('\n');
+    const char* rest = line.Get();
+    std::size_t size = line.Length();
+    while (size > 0 && WaitForRoom()) {
+      const ssize_t written = write(fd_, rest, size);
+      if (written < 0 && errno != EINTR && errno != EAGAIN) fd_ = -1;
+      if (written <= 0) continue;
+      rest += written;
+      size -= static_cast<std::size_t>(written);
+    }
+  }
+
+ private:
+  bool WaitForRoom() {
+    while (fd_ >= 0) {
+      pollfd polled{fd_, POLLOUT, 0};
+      const long long left = end_ - NowMs();
+      const int ready = left > 0 ? poll(&polled, 1, static_cast<int>(left)) : 0;
+      if (ready > 0) return true;
+      if (ready == 0 || errno != EINTR) fd_ = -1;
+    }
+    return false;
+  }
+
+  int fd_;
+  const long long end_;
+};
+
+void WriteCause(Report& report, const siginfo_t& info) {
   Line line;
   line.Add("code ").AddDecimal(info.si_code);
   // What a process sends has no address, and what faults no sender.
@@ -100,19 +134,19 @@ void WriteCause(int fd, const siginfo_t& info) {
   } else {
     line.Add(" address ").AddAddress(reinterpret_cast<std::uintptr_t>(info.si_addr));
   }
-  Write(fd, line);
+  report.Write(line);
 }
 
-void WriteThread(int fd, unsigned int id) {
+void WriteThread(Report& report, unsigned int id) {
   Line line;
   line.Add("thread ").AddDecimal(id);
   const unsigned int index = FindRecord(id);
   // Perhaps it was just being renamed: its end counts, not its terminator.
   if (index != kNoRecord) line.Add(' ').Add(gDebugThreadData[index].name, sizeof LDebugThreadData::name);
-  Write(fd, line);
+  report.Write(line);
 }
 
-void WriteFrame(int fd, std::uintptr_t address) {
+void WriteFrame(Report& report, std::uintptr_t address) {
   Line line;
   line.Add("frame ").AddAddress(address).Add(' ');
   const platform::LoadedModule* const module = FindLoadedModule(address);
@@ -123,35 +157,36 @@ void WriteFrame(int fd, std::uintptr_t address) {
     if (module->build_id_size == 0) line.Add('-');
     line.AddBytes(module->build_id, module->build_id_size).Add(' ').Add(module->path);
   }
-  Write(fd, line);
+  report.Write(line);
 }
 
-void WriteFrames(int fd) {
+void WriteFrames(Report& report) {
   void* frames[kMostFrames];
   const unsigned int count = platform::CaptureBacktrace(frames, kMostFrames);
-  for (unsigned int i = 0; i < count; ++i) WriteFrame(fd, reinterpret_cast<std::uintptr_t>(frames[i]));
+  for (unsigned int i = 0; i < count; ++i) WriteFrame(report, reinterpret_cast<std::uintptr_t>(frames[i]));
 }
 
 void WriteReport(int fd, const char* description, const siginfo_t* info, unsigned int thread) {
+  Report report(fd);
   Line first;
   // What is written first needs nothing that the crash may have damaged.
-  Write(fd, first.Add(description));
-  if (info != nullptr) WriteCause(fd, *info);
-  WriteThread(fd, thread);
-  WriteFrames(fd);
+  report.Write(first.Add(description));
+  if (info != nullptr) WriteCause(report, *info);
+  WriteThread(report, thread);
+  WriteFrames(report);
   Line last;
-  Write(fd, last.Add("end"));
+  report.Write(last.Add("end"));
 }
 
 }  // namespace
 
-void ReportCrash(const char* description, const siginfo_t* info, bool ends_the_process) {
+void ReportCrash(const char* description, const siginfo_t* info) {
   const int fd = descriptor;
   if (fd < 0) return;
   const unsigned int thread = platform::CurrentThreadId();
   reporting_thread = thread;
   {
-    const ReportLimits limits(ends_the_process);
+    const ReportLimits limits;
     WriteReport(fd, description, info, thread);
   }
   reporting_thread = 0;

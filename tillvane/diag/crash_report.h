@@ -5,8 +5,8 @@
 namespace diag {
 
 /// Writes the report that the host has asked for, if it has. For a signal handler.
-/// \param ends_the_process and so may the report, when it takes too long
-void ReportCrash(const char* description, const siginfo_t* info, bool ends_the_process);
+/// What faults or hangs in it ends the process.
+void ReportCrash(const char* description, const siginfo_t* info);
 
 /// Is the calling thread in the middle of a report? For a signal handler.
 bool IsReportingCrash();

@@ -1,7 +1,10 @@
 #include <tillvane/diag/LDebugOutput.h>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <string>
 
@@ -25,6 +28,17 @@ TEST(DebugOutput, HasNoLineEndOfItsOwn) {
               OutputDebugStringF("two");
             }),
             "onetwo");
+}
+
+// With a buffer that would be lost.
+TEST(DebugOutput, IsWrittenAtOnce) {
+  const auto write_and_go = [] {
+    static char buffer[4096];
+    std::setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
+    OutputDebugStringF("one line\n");
+    _exit(0);
+  };
+  EXPECT_EXIT(write_and_go(), testing::ExitedWithCode(0), "^one line\n$");
 }
 
 TEST(DebugOutput, IsCutAt511) {

@@ -44,7 +44,7 @@ void LDebugSignalHandler(int signal, siginfo_t* info, void*) {
   if (is_first) {
     diag::SignalSafeText<260> description;
     description.Add("SIGNAL").AddDecimal(signal);
-    diag::ReportCrash(description.Get(), info, EndsTheProcess(signal));
+    diag::ReportCrash(description.Get(), info);
   }
   // A fault of the report's own ends the process as the fault that it reports would have.
   if (is_first ? EndsTheProcess(signal) : diag::IsReportingCrash()) _exit(kFatalStatus);
@@ -53,6 +53,6 @@ void LDebugSignalHandler(int signal, siginfo_t* info, void*) {
 void LIntTermSignalHandler(int signal, siginfo_t*, void*) {
   if (signal != SIGINT && signal != SIGTERM) return;
   const KeptErrno kept;
-  // An exit that is under way is not begun again, on this or on another thread.
+  // One that this has begun is not begun again, on this or on another thread.
   if (!platform::StopRunLoop() && !is_exiting.exchange(true)) std::exit(0);
 }

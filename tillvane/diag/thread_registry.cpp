@@ -31,6 +31,8 @@ std::atomic<bool> has_ended{false};
 /// The thread that forks, from just before until just after. The lock is held.
 unsigned int forking_thread = 0;
 
+unsigned int IdOf(unsigned int index) { return Shared(gDebugThreadData[index].id).load(std::memory_order_acquire); }
+
 void SetId(unsigned int index, unsigned int id) {
   Shared(gDebugThreadData[index].id).store(id, std::memory_order_release);
 }
@@ -40,7 +42,7 @@ unsigned int ClaimRecord() {
   const RegistryLock lock;
   if (!lock.IsHeld()) return kNoRecord;
   unsigned int index = 0;
-  while (index < gnDebugThreads && gDebugThreadData[index].id != kFree) ++index;
+  while (index < gnDebugThreads && IdOf(index) != kFree) ++index;
   if (index >= kMostThreads) return kNoRecord;
   SetId(index, kClaimed);
   if (index == gnDebugThreads) Shared(gnDebugThreads).store(index + 1, std::memory_order_release);
@@ -50,7 +52,7 @@ unsigned int ClaimRecord() {
 /// The lock is held.
 void DropFreeRecordsAtTheEnd() {
   unsigned int count = gnDebugThreads;
-  while (count > 0 && gDebugThreadData[count - 1].id == kFree) --count;
+  while (count > 0 && IdOf(count - 1) == kFree) --count;
   Shared(gnDebugThreads).store(count, std::memory_order_release);
 }
 
@@ -71,7 +73,7 @@ void KeepForkingThread() {
   // The mutex knows its holder by the old number.
   core::InitRecursiveMutex(loDebugThreads);
   const unsigned int id = platform::CurrentThreadId();
-  for (unsigned int i = 0; i < gnDebugThreads; ++i) SetId(i, gDebugThreadData[i].id == forking_thread ? id : kFree);
+  for (unsigned int i = 0; i < gnDebugThreads; ++i) SetId(i, IdOf(i) == forking_thread ? id : kFree);
   DropFreeRecordsAtTheEnd();
   status_slot.MoveTo(id, forking_thread);
   gdwMainThreadId = id;
@@ -82,10 +84,12 @@ void KeepForkingThread() {
 unsigned int FindRecord(unsigned int id) {
   const unsigned int count = std::min(Shared(gnDebugThreads).load(std::memory_order_acquire), kMostThreads);
   for (unsigned int i = 0; i < count; ++i) {
-    if (Shared(gDebugThreadData[i].id).load(std::memory_order_acquire) == id) return i;
+    if (IdOf(i) == id) return i;
   }
   return kNoRecord;
 }
+
+RegistryLock::RegistryLock() : held_(!has_ended && pthread_mutex_lock(&loDebugThreads) == 0) {}
 
 ThreadRegistry::ThreadRegistry() {
   core::InitRecursiveMutex(loDebugThreads);

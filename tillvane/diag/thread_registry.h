@@ -21,7 +21,7 @@ unsigned int FindRecord(unsigned int id);
 /// Holds the registry's lock for as long as it lives.
 class RegistryLock {
  public:
-  RegistryLock() : held_(pthread_mutex_lock(&loDebugThreads) == 0) {}
+  RegistryLock();
   ~RegistryLock() {
     if (held_) pthread_mutex_unlock(&loDebugThreads);
   }

@@ -51,6 +51,17 @@ const char* PlaceOf(std::uintptr_t address, const dl_phdr_info& info) {
   return known + (address - reinterpret_cast<std::uintptr_t>(known));
 }
 
+/// Is there memory behind the whole of a segment? A file may say what it likes.
+bool IsLoaded(const dl_phdr_info& info, const ElfW(Phdr) & segment) {
+  for (unsigned int i = 0; i < info.dlpi_phnum; ++i) {
+    const ElfW(Phdr)& loaded = info.dlpi_phdr[i];
+    if (loaded.p_type != PT_LOAD || segment.p_vaddr < loaded.p_vaddr) continue;
+    const auto offset = segment.p_vaddr - loaded.p_vaddr;
+    if (offset <= loaded.p_filesz && segment.p_memsz <= loaded.p_filesz - offset) return true;
+  }
+  return false;
+}
+
 LoadedModule Describe(const dl_phdr_info& info) {
   LoadedModule module = {};
   module.base = info.dlpi_addr;
@@ -61,7 +72,7 @@ LoadedModule Describe(const dl_phdr_info& info) {
     if (segment.p_type == PT_LOAD) {
       module.begin = std::min(module.begin, begin);
       module.end = std::max(module.end, begin + segment.p_memsz);
-    } else if (segment.p_type == PT_NOTE && module.build_id_size == 0) {
+    } else if (segment.p_type == PT_NOTE && module.build_id_size == 0 && IsLoaded(info, segment)) {
       ReadBuildId(PlaceOf(begin, info), segment.p_memsz, module);
     }
   }
