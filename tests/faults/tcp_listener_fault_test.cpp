@@ -205,15 +205,13 @@ TEST_F(TCPListenerFault, AConnectionThatWasAbortedIsPassedOver) {
 
 TEST_F(TCPListenerFault, AfterAnAbortedConnectionAStopRequestIsHeard) {
   Fail(accepts, ECONNABORTED);
-  // A second wait would find the second connection.
-  both_ready = 2;
+  both_ready = 1;
   wait_calls = 0;
   listener_.StartListening();
   const LIPAddressWithPort address = listener_.Address();
   listener_.StopThreadSoon();
-  const LIPSocketTCP first = ConnectBlocking(address), second = ConnectBlocking(address);
+  ConnectBlocking(address);
   listener_.JoinThread();
-  both_ready = 0;
   EXPECT_EQ(listener_.served, 0);
   EXPECT_EQ(accepts.calls, 0);
   EXPECT_EQ(wait_calls, 1);
