@@ -68,6 +68,8 @@ set(TILLVANE_SOURCES
   tillvane/diag/thread_names.cpp
   tillvane/diag/thread_registry.cpp
   tillvane/files/file_attributes.cpp
+  tillvane/files/path_clean.cpp
+  tillvane/files/path_join.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
