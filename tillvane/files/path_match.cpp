@@ -37,14 +37,28 @@ std::size_t FindEnd(std::string_view name, std::string_view piece) {
 
 /// Do the pieces stand in the name, one after the other?
 bool HasPieces(std::string_view name, std::string_view pieces) {
-  for (;;) {
-    const std::size_t star = pieces.find('*');
-    const std::size_t end = FindEnd(name, pieces.substr(0, star));
-    if (end == std::string_view::npos) return false;
-    if (star == std::string_view::npos) return true;
-    name.remove_prefix(end);
-    pieces.remove_prefix(star + 1);
+  const char *const name_end = name.data() + name.size(), *const pieces_end = pieces.data() + pieces.size();
+  const char *place = name.data(), *piece = pieces.data();
+  for (const char *at = place, *wanted = piece; wanted != pieces_end;) {
+    if (*wanted == '*') {
+      piece = ++wanted;
+      place = at;
+    } else if (at == name_end) {
+      return false;
+    } else if (Fits(*wanted, *at)) {
+      ++wanted;
+      ++at;
+    } else {
+      // Not here: further on, and then it is worth while to look for it.
+      wanted = std::find(wanted, pieces_end, '*');
+      ++place;
+      const std::size_t end = FindEnd({place, static_cast<std::size_t>(name_end - place)},
+                                      {piece, static_cast<std::size_t>(wanted - piece)});
+      if (end == std::string_view::npos) return false;
+      at = place + end;
+    }
   }
+  return true;
 }
 
 }  // namespace
