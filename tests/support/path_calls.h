@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -33,20 +34,14 @@ class Output {
  public:
   explicit Output(std::size_t size = kPathSize) : size_(size), buffer_(size) {}
   /// One that holds the input of an operation that works in place.
-  explicit Output(const std::string& text) : Output() {
-    for (std::size_t i = 0; i <= text.size(); ++i) buffer_.get()[i] = text.c_str()[i];
-  }
+  explicit Output(const std::string& text) : Output() { std::copy_n(text.c_str(), text.size() + 1, buffer_.get()); }
 
   operator char*() { return buffer_.get(); }
 
-  std::string Text() const {
+  std::string Text() {
     if (!buffer_.IsWhole()) return "(written beside the buffer)";
-    std::string text;
-    for (std::size_t i = 0; i < size_; ++i) {
-      if (buffer_[i] == '\0') return text;
-      text += buffer_[i];
-    }
-    return "(no terminator)";
+    const std::size_t length = strnlen(buffer_.get(), size_);
+    return length < size_ ? std::string(buffer_.get(), length) : "(no terminator)";
   }
 
  private:

@@ -101,6 +101,7 @@ TEST(PathJoin, AbsoluteOfRelative) {
       // Of a long base 259 characters are stepped out of, and 258 joined.
       {Xs(300), "x", "", Xs(258) + "/", 0},
       {"/a/" + Xs(300), "../x", "", "/a/x", 1},
+      {"/a/" + Xs(260) + "/yz/", "../x", "", "/a/x", 1},
       {"/" + Xs(255) + "/yz", "../x", "", "/" + Xs(255) + "/x", 1},
       {"/" + Xs(254) + "/yz/", "../x", "", "/" + Xs(254) + "/x", 1},
   };

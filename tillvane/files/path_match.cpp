@@ -19,10 +19,10 @@ bool EndsWith(std::string_view name, std::string_view piece) {
 }
 
 /// Where the name goes on behind the first place of the piece in it; npos when there is none.
+/// \param piece is not made of '?' alone
 std::size_t FindEnd(std::string_view name, std::string_view piece) {
   if (name.size() < piece.size()) return std::string_view::npos;
   const std::size_t letter = piece.find_first_not_of('?');
-  if (letter == std::string_view::npos) return piece.size();
   const char* const last_place = name.data() + (name.size() - piece.size());
   for (const char* place = name.data(); place <= last_place; ++place) {
     const auto left = static_cast<std::size_t>(last_place - place) + 1;
@@ -49,7 +49,7 @@ bool HasPieces(std::string_view name, std::string_view pieces) {
       ++wanted;
       ++at;
     } else {
-      // Not here: further on, and then it is worth while to look for it.
+      // Not here, because of one of its letters: then it is worth while to look for it further on.
       wanted = std::find(wanted, pieces_end, '*');
       ++place;
       const std::size_t end = FindEnd({place, static_cast<std::size_t>(name_end - place)},

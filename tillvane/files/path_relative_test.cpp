@@ -61,6 +61,9 @@ TEST(PathRelative, FromAFolder) {
       {"\\a\\b", "\\a\\x", "../x"},
       {"/a/b\\", "/a/b\\c", "../c"},
       {"/a\\b/", "/a\\c\\d", "../c\\d"},
+      {"/ab/", "/a\\x", "../\\x"},
+      // More steps than what is left out has room for.
+      {"/a/b/c/d/", "/a/0123456789", "../../../0123456789"},
       // The steps come on top of 259 characters.
       {Repeat("/a", 120), "/b" + Repeat("x", 300), Repeat("../", 120) + "b" + Repeat("x", 258)},
       {Repeat("/a", 600) + "/", "/b", Repeat("../", 600) + "b"},
@@ -129,6 +132,7 @@ TEST(PathRelative, BetweenAbsolutePaths) {
       {"\\a/b/c", "\\a/x", "../../x"},
       {"/a/b\\c/d", "/a/x", "../../../x"},
       {"/a/b", "\\a\\b", "\\a\\b"},
+      {"/a/b/c/d/", "/a/0123456789", "../../../0123456789"},
       // What is inside is cut.
       {"/a", "/a/" + Repeat("x", 300), Repeat("x", 259)},
       {"/a/", "/a/" + Repeat("x", 300), Repeat("x", 259)},

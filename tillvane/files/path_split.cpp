@@ -37,7 +37,7 @@ void LFile::_GetBaseFolderFromPath(char* folder, const char* path) {
   // A path may begin with a separator, or with two as the name of a host does.
   constexpr std::size_t least = 2;
   std::size_t length = 0;
-  for (bool is_end = false; !is_end && length < kPathLength && path[length] != '\0'; ++length) {
+  for (bool is_end = false; !is_end && path[length] != '\0'; ++length) {
     is_end = length >= least && IsSeparator(path[length]);
   }
   if (length >= least && IsSeparator(path[length - 1])) --length;
