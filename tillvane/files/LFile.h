@@ -59,7 +59,8 @@ class TILLVANE_API LFile {
 
   /// The way from a folder to a target with '../' for steps up; only '/' separates here, and a base has one at its end
   /// in thought. What both have in common may end within a name: '../d/x' from '/a/bc/' to '/a/bd/x'.
-  /// \param out up to 260 bytes and three for every '/' of the base. It may be the base or the target
+  /// \param out may be the base or the target. It has 260 bytes, and three for every '/' of the base and the one in
+  ///   thought
   /// \return 1
   static int MakeRelativeFilePath(char* out, const char* base, const char* target);
 
