@@ -27,10 +27,12 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp
   tillvane/platform/linux/main_bundle_linux.cpp
+  tillvane/platform/linux/message_bus_linux.cpp
   tillvane/platform/linux/money_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
+  tillvane/platform/linux/small_file_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
   tillvane/platform/linux/store_ledger_database_linux.cpp
   tillvane/platform/linux/store_ledger_files_linux.cpp
