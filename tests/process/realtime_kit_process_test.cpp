@@ -4,9 +4,7 @@
 #include <signal.h>
 
 #include <cerrno>
-#include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +13,7 @@
 
 #include <tests/support/child_process.h>
 #include <tests/support/message_bus.h>
+#include <tests/support/report.h>
 #include <tests/support/temp_folder.h>
 #include <tests/support/waiting.h>
 
@@ -24,6 +23,7 @@ using support::ChildProcess;
 using support::MuteBus;
 using support::PrivateBus;
 using support::ProcessResult;
+using support::Report;
 using support::RunProcess;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -37,23 +37,13 @@ std::vector<std::string> Environment(const std::string& bus) {
           "TSAN_OPTIONS=ignore_noninstrumented_modules=1:halt_on_error=1:die_after_fork=0"};
 }
 
-/// What the calling process said: the values of each name, separated by spaces.
-using Report = std::map<std::string, std::string>;
-
 Report Call(const std::string& bus, const std::vector<std::string>& options = {}) {
   std::vector<std::string> command = {TILLVANE_TEST_HELPER, "call"};
   command.insert(command.end(), options.begin(), options.end());
   const ProcessResult result = RunProcess(command, kEndMs, Environment(bus));
   EXPECT_EQ(result.exit_code, 0) << "signal " << result.signal << ": " << result.errors;
   EXPECT_EQ(result.errors, "");
-  Report report;
-  std::istringstream lines(result.output);
-  for (std::string line; std::getline(lines, line);) {
-    std::string& values = report[line.substr(0, line.find(' '))];
-    if (!values.empty()) values += ' ';
-    values += line.substr(line.find(' ') + 1);
-  }
-  return report;
+  return support::ReadReport(result.output);
 }
 
 /// What holds however the request ends.
