@@ -172,6 +172,14 @@ TEST(InfoPlist, XMLIsNotTooDeep) {
   EXPECT_FALSE(IsPlistModest(List(Repeat("<array a=\"</array>\">", 40000))));
 }
 
+TEST(InfoPlist, XMLHasNotTooManyEntities) {
+  const auto with = [](std::size_t count) {
+    return Dictionary("<key>CFBundleVersion</key><string>" + Repeat("&amp;", count) + "</string>");
+  };
+  EXPECT_EQ(InfoPlistText(with(4096), kKey), std::string(4096, '&'));
+  EXPECT_EQ(InfoPlistText(with(4097), kKey), "");
+}
+
 TEST(InfoPlist, ABinaryListIsNotTooDeep) {
   const auto nested = [](std::uint64_t depth) {
     std::vector<std::string> objects = {Object(0xD, 2, References({1, 3, 2, 4})), Ascii(kKey), Ascii("2.14"),

@@ -22,6 +22,9 @@ namespace {
 /// Applications of the largest kind have some thousand. Each is one level of nesting at most.
 constexpr std::size_t kMostContainers = 4096;
 
+/// For each of them all of a text behind it is moved.
+constexpr std::size_t kMostEntities = 4096;
+
 /// For the binary form, whose nesting can be told exactly.
 constexpr int kDeepest = 64;
 constexpr std::uint64_t kMostBytes = std::uint64_t{4} * 1024 * 1024;
@@ -111,7 +114,7 @@ bool IsBinaryPlist(std::string_view data) { return data.starts_with(kBinaryMark)
 
 bool IsPlistModest(std::string_view data) {
   if (IsBinaryPlist(data)) return data.size() >= kBinaryMark.size() + kTrailerSize && BinarySize(data).IsModest();
-  return Count(data, "<array") + Count(data, "<dict") <= kMostContainers;
+  return Count(data, "<array") + Count(data, "<dict") <= kMostContainers && Count(data, "&") <= kMostEntities;
 }
 
 }  // namespace platform
