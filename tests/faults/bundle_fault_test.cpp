@@ -185,10 +185,21 @@ TEST_F(FileSpecFault, WhatCannotBeResolvedIsNotSpecified) {
   }
 }
 
+// In a folder that may not be searched, its own steps are not to be had either.
+TEST_F(FileSpecFault, AStepIsNoName) {
+  for (const char* path : {"/tmp/..", "/tmp/.", "..", "."}) {
+    int calls = 0;
+    on_realpath = [&]() -> char* {
+      errno = EACCES;
+      return ++calls == 1 ? nullptr : Next(&realpath, "realpath")("/tmp", nullptr);
+    };
+    FSSpec spec;
+    EXPECT_FALSE(LToFSSpec::CStringToFSSpec(path, &spec)) << path;
+  }
+}
+
 TEST_F(FileSpecFault, AFolderThatCannotBeLookedAtIsNone) {
   on_stat = [] { return FailWith(EACCES); };
-  FSSpec spec;
-  EXPECT_FALSE(LToFSSpec::CStringToFSSpec("/no-such-object", &spec));
   LCFURL url;
   EXPECT_TRUE(url.CreateFromFullPath("/"));
   EXPECT_FALSE(platform::IsURLOfFolder(url.Get()));

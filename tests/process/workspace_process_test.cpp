@@ -289,10 +289,13 @@ TEST_F(WorkspaceContacts, AreForTheApplicationThatDealsWithThem) {
 TEST_F(WorkspaceContacts, AreTheUsersChoiceBeforeAll) {
   AddApplication("book", "text/vcard;");
   AddApplication("other", "text/vcard;");
-  SetDefault("text/vcard", "other");
-  EXPECT_EQ(Open()["status"], "0");
-  EXPECT_EQ(WaitForNote("other").size(), 3u);
-  EXPECT_FALSE(fs::exists(Note("book")));
+  for (const auto& [chosen, passed_over] : {std::pair("other", "book"), std::pair("book", "other")}) {
+    SetDefault("text/vcard", chosen);
+    EXPECT_EQ(Open()["status"], "0");
+    EXPECT_EQ(WaitForNote(chosen).size(), 3u);
+    EXPECT_FALSE(fs::exists(Note(passed_over)));
+    fs::remove(Note(chosen));
+  }
 }
 
 TEST_F(WorkspaceContacts, AreNotOpenedByWhatOpensAnyText) {

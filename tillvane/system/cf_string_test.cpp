@@ -123,6 +123,12 @@ TEST(CFString, OfNothingIsEmpty) {
   WideText wide;
   none.GetString(wide);
   EXPECT_STREQ(wide.c_str(), L"");
+  LCFString some;
+  some.SetString("left");
+  some.GetString(wide);
+  none.GetString(wide);
+  EXPECT_STREQ(wide.c_str(), L"");
+  EXPECT_EQ(wide.size(), 0u);
   GuardedText buffer(4);
   none.GetString(buffer.Get(), 4);
   EXPECT_EQ(buffer.Text(), "");

@@ -60,6 +60,19 @@ TEST(VersionText, HasAMajorAndAMinorNumber) {
   }
 }
 
+TEST(VersionText, EndsAtItsTerminator) {
+  const struct {
+    std::string text;
+    int major;
+  } cases[] = {{"3", 3}, {"3.", 3}, {"V 3", 3}, {"V3", 0}};
+  for (const auto& c : cases) {
+    int major = -77, minor = -78;
+    EXPECT_TRUE(bundle::ParseVersion((c.text + '\0' + "5 7.8").c_str(), major, minor));
+    EXPECT_EQ(major, c.major) << c.text;
+    EXPECT_EQ(minor, 0) << c.text;
+  }
+}
+
 TEST(VersionText, ThatIsEmptyLeavesTheNumbers) {
   int major = -77, minor = -78;
   EXPECT_FALSE(bundle::ParseVersion("", major, minor));

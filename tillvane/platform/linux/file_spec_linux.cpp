@@ -1,7 +1,5 @@
 #include <tillvane/platform/file_spec.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -19,11 +17,6 @@ std::string ResolvedPath(const std::string& path) {
   };
   const std::unique_ptr<char, Free> resolved(realpath(path.c_str(), nullptr));
   return resolved ? resolved.get() : std::string();
-}
-
-bool IsFolder(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 bool Fill(FSSpec* spec, std::string_view parent, std::string_view name) {
@@ -48,8 +41,9 @@ bool FillFromParent(FSSpec* spec, std::string path) {
   const std::string name = path.substr(slash + 1);
   // A step names no file.
   if (name.empty() || name == "." || name == "..") return false;
+  // With its slash, only a folder is found.
   const std::string parent = ResolvedPath(slash == std::string::npos ? "." : path.substr(0, slash + 1));
-  return !parent.empty() && IsFolder(parent) && Fill(spec, parent, name);
+  return !parent.empty() && Fill(spec, parent, name);
 }
 
 }  // namespace
