@@ -1,5 +1,5 @@
 # What `cmake --install` puts where: the library, its public headers, and what find_package and pkg-config read. GLib,
-# ICU, SQLite and the rest stay inside the library, so a user of the package needs none of their headers.
+# ICU, SQLite, libplist and the rest stay inside the library, so a user of the package needs none of their headers.
 
 include(CMakePackageConfigHelpers)
 

@@ -157,6 +157,32 @@ void CheckMainThreadDispatch() {
   LThreadRunOnMainThread::Destroy();
 }
 
+void CheckBundle() {
+  CHECK(!LIsApplicationBundled());
+  char resources[260] = "";
+  LGetInstalledApplicationResourcesFolder(resources, sizeof resources);
+  CHECK(resources[0] == '/');
+  LCFURL url;
+  CHECK(url.CreateFromFullPath("/tmp"));
+  char path[16] = "";
+  CHECK(url.GetPath(path, sizeof path));
+  CHECK(std::strcmp(path, "%2Ftmp") == 0);
+  const LToFSSpec spec("/");
+  spec.GetString(path, sizeof path);
+  CHECK(std::strcmp(path, "/") == 0);
+  int major = 0, minor = 0;
+  CHECK(!LCFBundle().GetVersionNumber(major, minor));
+  const unsigned short units[] = {'a', 'b', 0};
+  LStringLong text;
+  LUnicodeString(units).GetString(text);
+  CHECK(std::strcmp(text.c_str(), "ab") == 0);
+  LCFString string;
+  string.SetString("text");
+  string.GetString(path, sizeof path);
+  CHECK(std::strcmp(path, "text") == 0);
+  CHECK(!LRevealInFinder(""));
+}
+
 void CheckStore(bool able_to_pay) {
   LProcessInterfaceVoid process;
   TillvaneManager* manager = TillvaneInit();
@@ -182,6 +208,7 @@ int main(int argc, char** argv) {
   CheckThreads();
   CheckLocks();
   CheckMainThreadDispatch();
+  CheckBundle();
   CheckStore(std::strcmp(argv[1], "yes") == 0);
   return failures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

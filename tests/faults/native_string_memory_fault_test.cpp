@@ -1,0 +1,115 @@
+// Memory that ends under the system's texts and URLs. The definitions here take the place of the standard library's for
+// everything that is linked into this program.
+
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/units.h>
+#include <tillvane/system/LCFString.h>
+#include <tillvane/system/LCFURL.h>
+#include <tillvane/system/LUnicodeString.h>
+
+namespace {
+
+// So many allocations still succeed, negative for no limit; and how many are not released yet.
+int allocations_left = -1;
+int live = 0;
+
+void* Allocate(std::size_t size) {
+  if (allocations_left == 0) throw std::bad_alloc();
+  if (allocations_left > 0) --allocations_left;
+  void* const memory = std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  ++live;
+  return memory;
+}
+
+void Release(void* memory) {
+  if (memory == nullptr) return;
+  --live;
+  std::free(memory);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return Allocate(size); }
+void* operator new[](std::size_t size) { return Allocate(size); }
+void operator delete(void* memory) noexcept { Release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Release(memory); }
+void operator delete[](void* memory) noexcept { Release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { Release(memory); }
+
+namespace {
+
+/// Long enough for memory of its own.
+const std::string kText = "A text that has some length, and more than a string keeps in itself";
+
+/// Runs a function with ever more memory, until it is enough. \return how often it was not
+int RunUntilItIsEnough(const std::function<void()>& function) {
+  int failures = 0;
+  for (;; ++failures) {
+    const int before = live;
+    allocations_left = failures;
+    bool is_enough = true;
+    try {
+      function();
+    } catch (const std::bad_alloc&) {
+      is_enough = false;
+    }
+    allocations_left = -1;
+    EXPECT_EQ(live, before) << "memory is lost after " << failures << " allocations";
+    if (is_enough) return failures;
+  }
+}
+
+TEST(NativeStringMemory, IsNotLostWhereTextsAreConverted) {
+  const std::string malformed = kText + '\xFF';
+  const std::u16string units(kText.begin(), kText.end());
+  const auto convert = [&](const char* text) {
+    LCFString string;
+    string.SetString(text);
+    LStringLong utf8;
+    string.GetString(utf8);
+    EXPECT_EQ(utf8.c_str(), kText);
+    LStringLongTemplate<wchar_t> wide;
+    string.GetString(wide);
+    char buffer[8];
+    string.GetString(buffer, sizeof buffer);
+    wchar_t wide_buffer[8];
+    string.GetString(wide_buffer, 8);
+  };
+  EXPECT_GE(RunUntilItIsEnough([&] { convert(kText.c_str()); }), 5);
+  EXPECT_GE(RunUntilItIsEnough([&] { convert(malformed.c_str()); }), 5);
+  EXPECT_GE(RunUntilItIsEnough([&] {
+              LStringLong utf8;
+              LUnicodeString(support::AsUnits(units.c_str())).GetString(utf8);
+            }),
+            3);
+}
+
+TEST(NativeStringMemory, IsNotLostWhereURLsAreMade) {
+  EXPECT_GE(RunUntilItIsEnough([&] {
+              LCFURL url;
+              url.CreateFromFullPath(kText.c_str());
+              char path[260];
+              url.GetPath(path, sizeof path);
+              url.CreateFromApplicationBundleResourcesFolder();
+              url.GetPath(path, sizeof path);
+            }),
+            5);
+}
+
+TEST(NativeStringMemory, WithoutItThereIsNoTextAnyMore) {
+  LCFString string;
+  string.SetString("before");
+  allocations_left = 0;
+  EXPECT_THROW(string.SetString(kText.c_str()), std::bad_alloc);
+  allocations_left = -1;
+  EXPECT_EQ(string.Get(), nullptr);
+}
+
+}  // namespace
