@@ -27,6 +27,8 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/net/LTCPListener.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
+  tillvane/system/LPipe.h
+  tillvane/system/LRunCommand.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -79,6 +81,11 @@ set(TILLVANE_SOURCES
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
   tillvane/store/tillvane_store.cpp
+  tillvane/system/command_output.cpp
+  tillvane/system/command_process.cpp
+  tillvane/system/pipe.cpp
+  tillvane/system/plain_command.cpp
+  tillvane/system/run_with_privilege.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -148,6 +155,11 @@ set(TILLVANE_TEST_SOURCES
   tillvane/store/store_observer_test.cpp
   tillvane/store/store_request_delegate_test.cpp
   tillvane/store/store_scenarios.cpp
+  tillvane/system/command_output_test.cpp
+  tillvane/system/pipe_test.cpp
+  tillvane/system/pipe_stress_test.cpp
+  tillvane/system/plain_command_test.cpp
+  tillvane/system/run_with_privilege_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp

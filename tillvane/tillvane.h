@@ -26,6 +26,8 @@
 #include <tillvane/net/LProcessSocket.h>
 #include <tillvane/net/LTCPListener.h>
 #include <tillvane/store/TillvaneStore.h>
+#include <tillvane/system/LPipe.h>
+#include <tillvane/system/LRunCommand.h>
 #include <tillvane/text/LCharsets.h>
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 #include <tillvane/text/LStringFields.h>
