@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -45,12 +46,11 @@ std::string LibraryFolder() {
 /// \return empty when there is none
 std::string FindHelper() {
   const std::string folder = LibraryFolder();
-  std::string candidates[] = {TILLVANE_LIBEXEC_FOLDER, folder + TILLVANE_LIBEXEC_FROM_LIBRARY, folder};
-  for (std::string& candidate : candidates) {
-    if (candidate.empty() || candidate.front() != '/') continue;
-    if (candidate.back() != '/') candidate += '/';
-    candidate += kPrivilegedHelper;
-    if (access(candidate.c_str(), X_OK) == 0) return candidate;
+  const std::string candidates[] = {TILLVANE_LIBEXEC_FOLDER, folder + TILLVANE_LIBEXEC_FROM_LIBRARY, folder};
+  for (const std::string& candidate : candidates) {
+    // As the action writes it: pkexec compares texts.
+    const std::string helper = (std::filesystem::path(candidate) / kPrivilegedHelper).lexically_normal();
+    if (helper.front() == '/' && access(helper.c_str(), X_OK) == 0) return helper;
   }
   return {};
 }
