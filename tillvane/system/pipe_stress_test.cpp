@@ -41,8 +41,8 @@ class Allocators {
   void Run(int number) {
     std::vector<std::unique_ptr<std::string>> kept(16);
     for (unsigned int i = 0; !is_over_; ++i) {
-      kept[i % kept.size()] = std::make_unique<std::string>(64U << (i % 12), static_cast<char>('a' + number));
-      if (i % 256 == 0) support::SleepMs(1);
+      kept[i % kept.size()] = std::make_unique<std::string>(64U << (i % 6), static_cast<char>('a' + number));
+      if (i % 32 == 0) support::SleepMs(1);
     }
   }
 

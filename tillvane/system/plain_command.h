@@ -21,6 +21,9 @@ namespace commands {
 ///     one that shells set or follow: ENV, SHELLOPTS and their like
 ///   - $PWD is the current folder: a shell would correct it, and tell the program
 ///
+/// What differs even so: a shell that waits for the program instead of becoming it says on standard error which signal
+/// has ended it, and bash counts in SHLVL and sets $_.
+///
 /// What is left is a program that the shell would look for in $PATH and run in its own place. One that cannot be run, a
 /// file that is missing, forbidden or a script without "#!", stays the shell's, which has words and exit codes for it.
 class PlainCommand {

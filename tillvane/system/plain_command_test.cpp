@@ -1,6 +1,7 @@
 #include <tillvane/system/plain_command.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -205,7 +206,7 @@ class BesideTheShell : public PlainCommand {
     Program("first/script", "echo a script \"$0\" \"$@\"\n", 0755);
     Program("first/nothing", "", 0755);
     Program("first/odd", "#!/missing/interpreter\n", 0755);
-    Program("first/killed", "#!/bin/sh\nkill -TERM $$\n", 0755);
+    Program("first/killed", "#!/bin/sh\necho said\nkill -TERM $$\n", 0755);
     Program("first/seven", "#!/bin/sh\nexit 7\n", 0755);
     Program("first/forbidden", "#!/bin/sh\n", 0644);
     mkdir(folder_.File("first/inside").c_str(), 0755);
@@ -233,7 +234,7 @@ TEST_F(BesideTheShell, TheBytesAndTheEndAreTheSame) {
                                         "script a b",
                                         "nothing",
                                         "odd",
-                                        "killed",
+
                                         "seven",
                                         "forbidden",
                                         "inside",
@@ -241,7 +242,7 @@ TEST_F(BesideTheShell, TheBytesAndTheEndAreTheSame) {
                                         first + "/script x",
                                         first + "/nothing",
                                         first + "/odd",
-                                        first + "/killed",
+
                                         first + "/forbidden",
                                         first + "/inside",
                                         first + "/missing",
@@ -264,7 +265,7 @@ TEST_F(BesideTheShell, TheBytesAndTheEndAreTheSame) {
                                         "cd /",
                                         "pwd",
                                         "A=b printenv A",
-                                        "ls | head -1",
+                                        "echo a | /bin/cat",
                                         "kill -9 $$",
                                         "",
                                         " ",
@@ -295,6 +296,17 @@ TEST_F(BesideTheShell, TheBytesAndTheEndAreTheSame) {
     for (const std::string& command : all) EXPECT_EQ(OfOurs(command), OfTheShell(command)) << command << " in " << path;
   }
   ASSERT_EQ(chdir("/"), 0);
+}
+
+// A shell that stays until the program has ended says on standard error which signal ended it, and makes an exit code
+// of it; one that becomes the program does not. No pipe tells either.
+TEST_F(BesideTheShell, AnEndBySignalIsTheProgramsOwn) {
+  const Outcome ours = OfOurs(folder_.File("first/killed"));
+  EXPECT_TRUE(WIFSIGNALED(ours.status) && WTERMSIG(ours.status) == SIGTERM);
+  EXPECT_EQ(ours.text, "said\n");
+  const Outcome shells = OfTheShell(folder_.File("first/killed"));
+  EXPECT_TRUE(shells.status == ours.status || WEXITSTATUS(shells.status) == 128 + SIGTERM);
+  EXPECT_EQ(shells.text.substr(0, 5), "said\n");
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ class RunWithPrivilege : public testing::Test {
 
   /// What the tool writes to standard output.
   template <class... Arguments>
-  std::string OutputOf(int result, const Arguments&... arguments) {
+  std::string OutputOf(int result, Arguments&&... arguments) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(LRunCommandWithPrivilege(arguments...), result);
     return testing::internal::GetCapturedStdout();
@@ -128,7 +128,8 @@ TEST_F(RunWithPrivilege, OutputIsCopiedInItsPlace) {
 
 TEST_F(RunWithPrivilege, WithoutEchoNobodyHearsItAndNobodyWaits) {
   const std::string go = folder_.File("go"), end = folder_.File("end");
-  const std::string script = "trap '' PIPE; until [ -e " + go + " ]; do sleep 0.01; done; echo unheard; >" + end;
+  const std::string script =
+      "trap '' PIPE; until [ -e " + go + " ]; do sleep 0.01; done; echo unheard 2>/dev/null; >" + end;
   const char* const arguments[] = {"-c", script.c_str(), nullptr};
   EXPECT_EQ(OutputOf(0, process_, "/bin/sh", arguments, false), "");
   EXPECT_FALSE(Exists(end));

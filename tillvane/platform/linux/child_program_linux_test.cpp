@@ -16,8 +16,8 @@
 namespace {
 
 /// Starts a program. \return its output, and its exit code
-struct Run {
-  explicit Run(std::vector<std::string> words, char* const* environment = platform::Environment()) {
+struct Ran {
+  explicit Ran(std::vector<std::string> words, char* const* environment = platform::Environment()) {
     std::vector<char*> arguments;
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
@@ -46,29 +46,29 @@ struct Run {
 TEST(ChildProgram, IsAPathOrANameInThePath) {
   const support::EnvironmentVariable path("PATH", "/missing:/usr/bin:/bin");
   for (const char* program : {"/bin/sh", "sh"}) {
-    const Run run({program, "-c", "echo \"$1\"; exit 5", "name", "a  b"});
+    const Ran run({program, "-c", "echo \"$1\"; exit 5", "name", "a  b"});
     EXPECT_EQ(run.output, "a  b\n");
     EXPECT_EQ(run.exit_code, 5);
   }
 }
 
 TEST(ChildProgram, SaysWhyItDoesNotRun) {
-  EXPECT_EQ(Run({"/missing"}).error, ENOENT);
-  EXPECT_EQ(Run({"no-such-program"}).error, ENOENT);
-  EXPECT_EQ(Run({"/etc"}).error, EACCES);
+  EXPECT_EQ(Ran({"/missing"}).error, ENOENT);
+  EXPECT_EQ(Ran({"no-such-program"}).error, ENOENT);
+  EXPECT_EQ(Ran({"/etc"}).error, EACCES);
 }
 
-TEST(ChildProgram, AnEndBySignalHasNoExitCode) { EXPECT_EQ(Run({"/bin/sh", "-c", "kill -TERM $$"}).exit_code, -1); }
+TEST(ChildProgram, AnEndBySignalHasNoExitCode) { EXPECT_EQ(Ran({"/bin/sh", "-c", "kill -TERM $$"}).exit_code, -1); }
 
 TEST(ChildProgram, HasTheEnvironmentThatItIsGiven) {
   char variable[] = "A=1";
   char* const environment[] = {variable, nullptr};
-  EXPECT_EQ(Run({"/usr/bin/env"}, environment).output, "A=1\n");
+  EXPECT_EQ(Ran({"/usr/bin/env"}, environment).output, "A=1\n");
 }
 
 /// The program's own line of /proc/self/status.
 unsigned long long Mask(const std::string& name) {
-  const Run run({"/bin/grep", name, "/proc/self/status"});
+  const Ran run({"/bin/grep", name, "/proc/self/status"});
   return std::stoull(run.output.substr(run.output.find('\t')), nullptr, 16);
 }
 
