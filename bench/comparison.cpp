@@ -1,5 +1,7 @@
 #include "comparison.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -30,7 +32,8 @@ class Collector : public benchmark::BenchmarkReporter {
   }
 
   const std::vector<double>& Times(const std::string& name, Clock clock) {
-    return (clock == Clock::kWall ? wall_ : processor_)[name];
+    const bool is_processors_own = clock == Clock::kThread || clock == Clock::kProcess;
+    return (is_processors_own ? processor_ : wall_)[name];
   }
   const std::string& Error(const std::string& name) { return errors_[name]; }
 
@@ -61,6 +64,8 @@ const char* NameOf(Clock clock) {
       return "main thread's processor time";
     case Clock::kProcess:
       return "processor time of all threads";
+    case Clock::kFamily:
+      return "processor time of all threads and children";
     case Clock::kWall:
       break;
   }
@@ -77,6 +82,7 @@ void Register(const std::string& name, const Body& body, const Comparison& compa
                          ->MinTime(comparison.seconds / (options.quick ? 5 : 1))
                          ->Repetitions(options.quick ? 5 : 15);
   if (Has(clocks, Clock::kWall)) registered->UseRealTime();
+  if (Has(clocks, Clock::kFamily)) registered->UseManualTime();
   if (Has(clocks, Clock::kProcess)) registered->MeasureProcessCPUTime();
 }
 
@@ -113,6 +119,18 @@ void Print(const Comparison& comparison, Clock clock, Collector* collector, Goal
 }
 
 }  // namespace
+
+double FamilyStopwatch::Seconds() {
+  double seconds = 0;
+  for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+    rusage usage{};
+    getrusage(who, &usage);
+    for (const timeval& time : {usage.ru_utime, usage.ru_stime}) {
+      seconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    }
+  }
+  return seconds;
+}
 
 double Median(std::vector<double> values) {
   if (values.empty()) return 0;

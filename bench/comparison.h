@@ -14,6 +14,21 @@ namespace bench {
 /// The body of one benchmark: runs on the main thread, loops over the state.
 using Body = std::function<void(benchmark::State&)>;
 
+/// Gives the time of its life to the pass of a body that it is in, for Clock::kFamily, which stands alone.
+class FamilyStopwatch {
+ public:
+  explicit FamilyStopwatch(benchmark::State& state) : state_(state), begin_(Seconds()) {}
+  ~FamilyStopwatch() { state_.SetIterationTime(Seconds() - begin_); }
+  FamilyStopwatch(const FamilyStopwatch&) = delete;
+  FamilyStopwatch& operator=(const FamilyStopwatch&) = delete;
+
+ private:
+  static double Seconds();
+
+  benchmark::State& state_;
+  const double begin_;
+};
+
 struct Peer {
   std::string name;
   Body body;
@@ -25,6 +40,7 @@ struct Peer {
 enum class Clock {
   kThread,   ///< the main thread's time on a processor
   kProcess,  ///< that of all its threads together
+  kFamily,   ///< that of all its threads and of the children it has reaped: a FamilyStopwatch in each pass of the body
   kWall,
 };
 

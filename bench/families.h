@@ -34,6 +34,9 @@ void RunCharsetsFamily(const Options& options, Goals* goals);
 /// Sockets and listeners beside bare ones and asio's.
 void RunNetFamily(const Options& options, Goals* goals);
 
+/// Commands and their output beside popen, system and bare calls.
+void RunCommandsFamily(const Options& options, Goals* goals);
+
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);
 

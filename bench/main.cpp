@@ -25,6 +25,12 @@ constexpr Family kFamilies[] = {
     {"paths", bench::RunPathsFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
+    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
+    {"commands", bench::RunCommandsFamily},   {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

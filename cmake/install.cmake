@@ -24,3 +24,15 @@ cmake_path(APPEND TILLVANE_PC_LIBDIR "\${prefix}" ${CMAKE_INSTALL_LIBDIR})
 cmake_path(APPEND TILLVANE_PC_INCLUDEDIR "\${prefix}" ${CMAKE_INSTALL_INCLUDEDIR})
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tillvane.pc.in ${PROJECT_BINARY_DIR}/tillvane.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tillvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The program that polkit starts for a tool, and the action that names it by its path: that is known only when it is
+# installed, since a prefix may be given then. polkit reads the actions of /usr/share, and newer ones of /usr/local/share.
+if(TARGET tillvane-privileged-tool)
+  install(TARGETS tillvane-privileged-tool RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
+  install(CODE "set(TILLVANE_HELPER \"${CMAKE_INSTALL_LIBEXECDIR}/tillvane-privileged-tool\")
+    cmake_path(ABSOLUTE_PATH TILLVANE_HELPER BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE)
+    configure_file(\"${PROJECT_SOURCE_DIR}/packaging/linux/system.privilege.admin.policy.in\"
+      \"${PROJECT_BINARY_DIR}/system.privilege.admin.policy\" @ONLY)")
+  install(FILES ${PROJECT_BINARY_DIR}/system.privilege.admin.policy
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/polkit-1/actions)
+endif()

@@ -17,6 +17,8 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/linux/authorization_linux.cpp
+  tillvane/platform/linux/child_program_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
@@ -57,6 +59,7 @@ set(TILLVANE_PLATFORM_SOURCES
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/charsets_linux_test.cpp
+  tillvane/platform/linux/child_program_linux_test.cpp
   tillvane/platform/linux/code_page_linux_test.cpp
   tillvane/platform/linux/descriptor_watch_linux_test.cpp
   tillvane/platform/linux/event_flush_linux_test.cpp
@@ -92,4 +95,18 @@ function(tillvane_platform_link target)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
   set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+endfunction()
+
+# What pkexec starts as the administrator. It lies beside the library, as it does where a host ships both.
+function(tillvane_platform_programs)
+  add_executable(tillvane-privileged-tool packaging/linux/privileged_tool.cpp)
+  target_include_directories(tillvane-privileged-tool PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(tillvane-privileged-tool PRIVATE tillvane_build_flags)
+  add_dependencies(tillvane tillvane-privileged-tool)
+
+  # Where the library looks for it: where it was to be installed, and in the same place of a tree that was moved.
+  set(to_libexec ${CMAKE_INSTALL_FULL_LIBEXECDIR})
+  cmake_path(RELATIVE_PATH to_libexec BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR})
+  set_property(SOURCE tillvane/platform/linux/authorization_linux.cpp APPEND PROPERTY COMPILE_DEFINITIONS
+    TILLVANE_LIBEXEC_FOLDER="${CMAKE_INSTALL_FULL_LIBEXECDIR}" TILLVANE_LIBEXEC_FROM_LIBRARY="${to_libexec}")
 endfunction()

@@ -14,4 +14,7 @@ function(tillvane_platform_link target)
     BUILD_WITH_INSTALL_NAME_DIR ON INSTALL_NAME_DIR "@loader_path" VERSION "" SOVERSION "")
 endfunction()
 
+function(tillvane_platform_programs)
+endfunction()
+
 message(FATAL_ERROR "tillvane: the macOS backend (tillvane/platform/mac) has no sources yet; build on Linux")

@@ -34,6 +34,8 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/system/LToFSSpec.h
   tillvane/system/LUnicodeString.h
   tillvane/system/LWorkspace.h
+  tillvane/system/LPipe.h
+  tillvane/system/LRunCommand.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -101,6 +103,11 @@ set(TILLVANE_SOURCES
   tillvane/system/unicode_string.cpp
   tillvane/system/version_text.cpp
   tillvane/system/workspace.cpp
+  tillvane/system/command_output.cpp
+  tillvane/system/command_process.cpp
+  tillvane/system/pipe.cpp
+  tillvane/system/plain_command.cpp
+  tillvane/system/run_with_privilege.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -184,6 +191,11 @@ set(TILLVANE_TEST_SOURCES
   tillvane/system/to_fs_spec_test.cpp
   tillvane/system/version_text_test.cpp
   tillvane/system/workspace_test.cpp
+  tillvane/system/command_output_test.cpp
+  tillvane/system/pipe_test.cpp
+  tillvane/system/pipe_stress_test.cpp
+  tillvane/system/plain_command_test.cpp
+  tillvane/system/run_with_privilege_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp

@@ -33,6 +33,8 @@
 #include <tillvane/system/LToFSSpec.h>
 #include <tillvane/system/LUnicodeString.h>
 #include <tillvane/system/LWorkspace.h>
+#include <tillvane/system/LPipe.h>
+#include <tillvane/system/LRunCommand.h>
 #include <tillvane/text/LCharsets.h>
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 #include <tillvane/text/LStringFields.h>
