@@ -32,6 +32,9 @@ void RunCharsetsFamily(const Options& options, Goals* goals);
 /// Sockets and listeners beside bare ones and asio's.
 void RunNetFamily(const Options& options, Goals* goals);
 
+/// The list of processes beside libproc2's and the program ps.
+void RunProcessesFamily(const Options& options, Goals* goals);
+
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);
 

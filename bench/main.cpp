@@ -18,7 +18,7 @@ constexpr Family kFamilies[] = {
     {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
     {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
     {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
-    {"tick", bench::RunTickFamily},
+    {"processes", bench::RunProcessesFamily}, {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

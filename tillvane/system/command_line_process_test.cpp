@@ -29,7 +29,7 @@ TEST(CommandLineProcess, IsTrueOfAnEndWithCodeZeroOnly) {
       // A shell inside says of a signal 128 and its number.
       {"sh -c 'kill -TERM $$'; exit $?", false},
       {"/nonexistent/command 2>/dev/null", false},
-      {"if 2>/dev/null", false},
+      {"sh -c if 2>/dev/null", false},
   };
   for (const Case& one : cases) EXPECT_EQ(RunCommandLineProcess(one.command), one.answer) << one.command;
 }

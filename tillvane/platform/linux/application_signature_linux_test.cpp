@@ -1,15 +1,18 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include <tests/support/child_process.h>
 #include <tests/support/temp_folder.h>
-#include <tests/support/waiting.h>
 #include <tillvane/platform/linux/application_signature_linux.h>
 #include <tillvane/system/LProcessList.h>
 
@@ -54,11 +57,10 @@ TEST(ApplicationCodes, NobodyIsWaitedForWhereThereIsNoFile) {
 class RunningApplication : public testing::Test {
  protected:
   RunningApplication() {
-    char text[5];
     // Other tests may run at the same time.
-    std::snprintf(text, sizeof text, "%04d", getpid() % 10000);
-    for (int i = 0; i < 4; ++i) signature_ = signature_ << 8 | static_cast<unsigned char>(text[i]);
-    package_information_ = std::string("APPL") + text;
+    const std::string code = std::to_string(10000 + getpid() % 10000).substr(1);
+    for (const char c : code) signature_ = signature_ << 8 | static_cast<unsigned char>(c);
+    package_information_ = "APPL" + code;
   }
 
   /// \param executable its path in the folder
