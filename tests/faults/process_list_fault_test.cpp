@@ -291,8 +291,8 @@ TEST_F(ProcessListFaults, ATableThatGrowsIsReadAgain) {
     const auto processes = List();
     ASSERT_TRUE(processes.has_value());
     EXPECT_EQ(table.Times(), one.times);
-    EXPECT_EQ(processes->size(),
-              static_cast<std::size_t>(one.sizes[std::min<std::size_t>(one.sizes.size(), table.Times()) - 1]));
+    const std::size_t last = std::min(one.sizes.size(), static_cast<std::size_t>(table.Times())) - 1;
+    EXPECT_EQ(processes->size(), static_cast<std::size_t>(one.sizes[last]));
   }
 }
 
