@@ -36,6 +36,8 @@ void RunNetFamily(const Options& options, Goals* goals);
 
 /// Commands and their output beside popen, system and bare calls.
 void RunCommandsFamily(const Options& options, Goals* goals);
+/// The list of processes beside libproc2's and the program ps.
+void RunProcessesFamily(const Options& options, Goals* goals);
 
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);

@@ -31,6 +31,7 @@ constexpr Family kFamilies[] = {
     {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
     {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
     {"commands", bench::RunCommandsFamily},   {"tick", bench::RunTickFamily},
+    {"processes", bench::RunProcessesFamily}, {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

@@ -19,6 +19,7 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/authorization_linux.cpp
   tillvane/platform/linux/child_program_linux.cpp
+  tillvane/platform/linux/application_signature_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
@@ -33,6 +34,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp
   tillvane/platform/linux/launch_arguments_linux.cpp
+  tillvane/platform/linux/locale_name_linux.cpp
   tillvane/platform/linux/main_bundle_linux.cpp
   tillvane/platform/linux/message_bus_linux.cpp
   tillvane/platform/linux/money_linux.cpp
@@ -40,6 +42,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/native_url_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/plist_size_linux.cpp
+  tillvane/platform/linux/process_table_linux.cpp
+  tillvane/platform/linux/process_walk_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
   tillvane/platform/linux/small_file_linux.cpp
@@ -58,6 +62,7 @@ set(TILLVANE_PLATFORM_SOURCES
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
+  tillvane/platform/linux/application_signature_linux_test.cpp
   tillvane/platform/linux/charsets_linux_test.cpp
   tillvane/platform/linux/child_program_linux_test.cpp
   tillvane/platform/linux/code_page_linux_test.cpp

@@ -36,6 +36,13 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/system/LWorkspace.h
   tillvane/system/LPipe.h
   tillvane/system/LRunCommand.h
+  tillvane/system/LCommandLine.h
+  tillvane/system/LCommandLineProcess.h
+  tillvane/system/LLocale.h
+  tillvane/system/LProcessList.h
+  tillvane/system/LSystemVersion.h
+  tillvane/system/LUnixApp.h
+  tillvane/system/LUser.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -108,6 +115,13 @@ set(TILLVANE_SOURCES
   tillvane/system/pipe.cpp
   tillvane/system/plain_command.cpp
   tillvane/system/run_with_privilege.cpp
+  tillvane/system/command_line.cpp
+  tillvane/system/command_line_process.cpp
+  tillvane/system/locale.cpp
+  tillvane/system/process_list.cpp
+  tillvane/system/system_version.cpp
+  tillvane/system/unix_app.cpp
+  tillvane/system/user.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -196,6 +210,8 @@ set(TILLVANE_TEST_SOURCES
   tillvane/system/pipe_stress_test.cpp
   tillvane/system/plain_command_test.cpp
   tillvane/system/run_with_privilege_test.cpp
+  tillvane/system/command_line_process_test.cpp
+  tillvane/system/command_line_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp

@@ -35,6 +35,13 @@
 #include <tillvane/system/LWorkspace.h>
 #include <tillvane/system/LPipe.h>
 #include <tillvane/system/LRunCommand.h>
+#include <tillvane/system/LCommandLine.h>
+#include <tillvane/system/LCommandLineProcess.h>
+#include <tillvane/system/LLocale.h>
+#include <tillvane/system/LProcessList.h>
+#include <tillvane/system/LSystemVersion.h>
+#include <tillvane/system/LUnixApp.h>
+#include <tillvane/system/LUser.h>
 #include <tillvane/text/LCharsets.h>
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 #include <tillvane/text/LStringFields.h>

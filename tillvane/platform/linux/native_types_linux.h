@@ -24,3 +24,17 @@ struct FSSpec {
   char parent[260];        ///< Absolute, terminated, without a slash at the end but the root's own.
   unsigned char name[64];  ///< Its length, then so many bytes. Empty for the root itself.
 };
+
+/// A process: its name, cut and terminated, and its number.
+struct kinfo_proc {
+  struct {
+    char p_comm[16];
+    int p_pid;
+  } kp_proc;
+};
+
+/// An application that runs: its process's number in the low half.
+struct LPlatformProcessSerialNumber {
+  unsigned int highLongOfPSN, lowLongOfPSN;
+};
+using ProcessSerialNumber = LPlatformProcessSerialNumber;
