@@ -21,23 +21,27 @@ void RunLocksFamily(const Options& options, Goals* goals);
 
 /// The printf engine and growable text beside the C library's, fmt's and Abseil's.
 void RunFormatFamily(const Options& options, Goals* goals);
+
+/// Conversions of text beside iconv and ICU.
+void RunCharsetsFamily(const Options& options, Goals* goals);
+
 /// Readers of text beside GLib's and plain ones.
 void RunStringsFamily(const Options& options, Goals* goals);
 
 /// Whole text files beside streams and bare system calls.
 void RunTextFilesFamily(const Options& options, Goals* goals);
+
 /// Paths beside the standard library's and GLib's, matches beside fnmatch.
 void RunPathsFamily(const Options& options, Goals* goals);
-/// Conversions of text beside iconv and ICU.
-void RunCharsetsFamily(const Options& options, Goals* goals);
 
-/// Sockets and listeners beside bare ones and asio's.
-void RunNetFamily(const Options& options, Goals* goals);
+/// The list of processes beside libproc2's and the program ps.
+void RunProcessesFamily(const Options& options, Goals* goals);
 
 /// Commands and their output beside popen, system and bare calls.
 void RunCommandsFamily(const Options& options, Goals* goals);
-/// The list of processes beside libproc2's and the program ps.
-void RunProcessesFamily(const Options& options, Goals* goals);
+
+/// Sockets and listeners beside bare ones and asio's.
+void RunNetFamily(const Options& options, Goals* goals);
 
 /// How late a host's own timer is while the bridge sells.
 void RunTickFamily(const Options& options, Goals* goals);

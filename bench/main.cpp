@@ -23,15 +23,10 @@ constexpr Family kFamilies[] = {
     {"strings", bench::RunStringsFamily},
     {"textfiles", bench::RunTextFilesFamily},
     {"paths", bench::RunPathsFamily},
+    {"processes", bench::RunProcessesFamily},
+    {"commands", bench::RunCommandsFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
-    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
-    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
-    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
-    {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
-    {"commands", bench::RunCommandsFamily},   {"tick", bench::RunTickFamily},
-    {"processes", bench::RunProcessesFamily}, {"tick", bench::RunTickFamily},
 };
 
 struct CommandLine {

@@ -31,21 +31,21 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/system/LCFBundle.h
   tillvane/system/LCFString.h
   tillvane/system/LCFURL.h
-  tillvane/system/LToFSSpec.h
-  tillvane/system/LUnicodeString.h
-  tillvane/system/LWorkspace.h
-  tillvane/system/LPipe.h
-  tillvane/system/LRunCommand.h
   tillvane/system/LCommandLine.h
   tillvane/system/LCommandLineProcess.h
   tillvane/system/LLocale.h
+  tillvane/system/LPipe.h
   tillvane/system/LProcessList.h
+  tillvane/system/LRunCommand.h
   tillvane/system/LSystemVersion.h
+  tillvane/system/LToFSSpec.h
+  tillvane/system/LUnicodeString.h
   tillvane/system/LUnixApp.h
   tillvane/system/LUser.h
+  tillvane/system/LWorkspace.h
+  tillvane/text/LCharsets.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
-  tillvane/text/LCharsets.h
   tillvane/text/LStringFormat.h
   tillvane/text/LStringLabels.h
   tillvane/text/LStringLists.h
@@ -106,33 +106,33 @@ set(TILLVANE_SOURCES
   tillvane/system/cf_bundle.cpp
   tillvane/system/cf_string.cpp
   tillvane/system/cf_url.cpp
-  tillvane/system/to_fs_spec.cpp
-  tillvane/system/unicode_string.cpp
-  tillvane/system/version_text.cpp
-  tillvane/system/workspace.cpp
-  tillvane/system/command_output.cpp
-  tillvane/system/command_process.cpp
-  tillvane/system/pipe.cpp
-  tillvane/system/plain_command.cpp
-  tillvane/system/run_with_privilege.cpp
   tillvane/system/command_line.cpp
   tillvane/system/command_line_process.cpp
+  tillvane/system/command_output.cpp
+  tillvane/system/command_process.cpp
   tillvane/system/locale.cpp
+  tillvane/system/pipe.cpp
+  tillvane/system/plain_command.cpp
   tillvane/system/process_list.cpp
+  tillvane/system/run_with_privilege.cpp
   tillvane/system/system_version.cpp
+  tillvane/system/to_fs_spec.cpp
+  tillvane/system/unicode_string.cpp
   tillvane/system/unix_app.cpp
   tillvane/system/user.cpp
+  tillvane/system/version_text.cpp
+  tillvane/system/workspace.cpp
+  tillvane/text/ansi_text.cpp
+  tillvane/text/code_page_text.cpp
+  tillvane/text/command_line_argument_string_expander.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
   tillvane/text/format_integer.cpp
-  tillvane/text/string_format.cpp
-  tillvane/text/command_line_argument_string_expander.cpp
   tillvane/text/string_fields.cpp
+  tillvane/text/string_format.cpp
   tillvane/text/string_labels.cpp
   tillvane/text/string_lists.cpp
-  tillvane/text/ansi_text.cpp
-  tillvane/text/code_page_text.cpp
   tillvane/text/string_long.cpp
   tillvane/text/string_uri.cpp
   tillvane/text/string_utilities.cpp
@@ -202,16 +202,16 @@ set(TILLVANE_TEST_SOURCES
   tillvane/system/application_bundle_test.cpp
   tillvane/system/cf_string_test.cpp
   tillvane/system/cf_url_test.cpp
+  tillvane/system/command_line_process_test.cpp
+  tillvane/system/command_line_test.cpp
+  tillvane/system/command_output_test.cpp
+  tillvane/system/pipe_stress_test.cpp
+  tillvane/system/pipe_test.cpp
+  tillvane/system/plain_command_test.cpp
+  tillvane/system/run_with_privilege_test.cpp
   tillvane/system/to_fs_spec_test.cpp
   tillvane/system/version_text_test.cpp
   tillvane/system/workspace_test.cpp
-  tillvane/system/command_output_test.cpp
-  tillvane/system/pipe_test.cpp
-  tillvane/system/pipe_stress_test.cpp
-  tillvane/system/plain_command_test.cpp
-  tillvane/system/run_with_privilege_test.cpp
-  tillvane/system/command_line_process_test.cpp
-  tillvane/system/command_line_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp
