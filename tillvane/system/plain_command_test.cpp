@@ -21,7 +21,6 @@
 namespace {
 
 using support::EnvironmentVariable;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 std::vector<std::string> Words(const commands::PlainCommand& command) {
