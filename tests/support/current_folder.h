@@ -12,7 +12,7 @@ namespace support {
 /// This process's current folder is another one for as long as this lives.
 class CurrentFolder {
  public:
-  explicit CurrentFolder(const std::string& path) : before_(open(".", O_PATH | O_CLOEXEC)) {
+  explicit CurrentFolder(const std::string& path) : before_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
     EXPECT_EQ(chdir(path.c_str()), 0) << path;
   }
   ~CurrentFolder() {
