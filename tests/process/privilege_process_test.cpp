@@ -36,6 +36,9 @@ class Privilege : public testing::Test {
     for (const char* program : {"/usr/bin/pkexec", "/usr/bin/dbus-daemon", "/usr/bin/setpriv"}) {
       if (access(program, X_OK) != 0) GTEST_SKIP() << program << " is missing";
     }
+    if (support::RunProcess({"/usr/bin/unshare", "--mount", "true"}, kEndMs).exit_code != 0) {
+      GTEST_SKIP() << "the system gives no mount namespace";
+    }
   }
 
   support::ProcessResult Run(const Words& options, const Words& call) {

@@ -33,7 +33,8 @@ TILLVANE_API void LUnixExecutableGetAbsolutePath(char* dest, const char* name);
 /// \param process not asked and not told anything
 /// \param tool an absolute path, or a name for LUnixExecutableGetAbsolutePath(), cut to 259 bytes
 /// \param arguments what it is given, a null at the end; null for nothing
-/// \return 0 it was started, 1 the user cancelled, 2 it was refused or could not be started
+/// \return 0 it was started, 1 the user cancelled, 2 it was refused or could not be started. A host that ignores its
+///   children's ends (SIGCHLD) learns of no difference between 1 and 2
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* tool, char* const* arguments,
                                           bool echoOutput);
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* tool, const char* const* arguments,

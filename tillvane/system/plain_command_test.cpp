@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/current_folder.h>
 #include <tests/support/environment_variable.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/child_program.h>
@@ -21,7 +22,6 @@
 namespace {
 
 using support::EnvironmentVariable;
-using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 std::vector<std::string> Words(const commands::PlainCommand& command) {
@@ -289,13 +289,12 @@ TEST_F(BesideTheShell, TheBytesAndTheEndAreTheSame) {
                                         "umask",
                                         "ulimit -n",
                                         "type ls"};
-  ASSERT_EQ(chdir(folder_.Path().c_str()), 0);
+  const support::CurrentFolder folder(folder_.Path());
   const EnvironmentVariable current("PWD", CurrentFolder().c_str());
   for (const std::string& path : paths) {
     const EnvironmentVariable variable("PATH", path.c_str());
     for (const std::string& command : all) EXPECT_EQ(OfOurs(command), OfTheShell(command)) << command << " in " << path;
   }
-  ASSERT_EQ(chdir("/"), 0);
 }
 
 // A shell that stays until the program has ended says on standard error which signal ended it, and makes an exit code

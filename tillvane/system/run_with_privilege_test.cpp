@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/current_folder.h>
 #include <tests/support/environment_variable.h>
 #include <tests/support/temp_folder.h>
 #include <tests/support/waiting.h>
@@ -88,7 +89,7 @@ TEST_F(RunWithPrivilege, WhatCannotBeStartedIsAFailure) {
   const EnvironmentVariable path("PATH", "/usr/bin:/bin:.");
   folder_.Write("text", "");
   chmod(folder_.Write("relative", "#!/bin/sh\ntouch started\n").c_str(), 0755);
-  ASSERT_EQ(chdir(folder_.Path().c_str()), 0);
+  const support::CurrentFolder folder(folder_.Path());
   const std::string too_long = '/' + std::string(1000, 'x'), text = folder_.File("text");
   for (const char* tool : {"", " ", "/missing/tool", "no-such-program", "/etc", text.c_str(), too_long.c_str(),
                            "./relative", "relative"}) {
@@ -99,7 +100,6 @@ TEST_F(RunWithPrivilege, WhatCannotBeStartedIsAFailure) {
   EXPECT_EQ(LRunCommandWithPrivilege(process_, static_cast<const char*>(nullptr), true), 2);
   EXPECT_EQ(LRunCommandWithPrivilege(process_, nullptr, static_cast<char* const*>(nullptr), true), 2);
   EXPECT_FALSE(Exists("started")) << "a tool in a relative folder of the path";
-  ASSERT_EQ(chdir("/"), 0);
 }
 
 TEST_F(RunWithPrivilege, TheExitCodeDoesNotCount) {

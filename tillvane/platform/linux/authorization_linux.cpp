@@ -49,7 +49,7 @@ std::string FindHelper() {
   const std::string candidates[] = {TILLVANE_LIBEXEC_FOLDER, folder + TILLVANE_LIBEXEC_FROM_LIBRARY, folder};
   for (const std::string& candidate : candidates) {
     // As the action writes it: pkexec compares texts.
-    const std::string helper = (std::filesystem::path(candidate) / kPrivilegedHelper).lexically_normal();
+    std::string helper = (std::filesystem::path(candidate) / kPrivilegedHelper).lexically_normal();
     if (helper.front() == '/' && access(helper.c_str(), X_OK) == 0) return helper;
   }
   return {};
