@@ -9,9 +9,8 @@
 
 /// Writes the folder in which the application keeps its resources, absolute, without a slash at its end:
 /// Contents/Resources in a NAME.app; else the bundle's folder itself, or the one that a bare executable lies in. It
-/// need not be there. \param capacity bytes that `dest` can hold; as many whole characters are written as fit, and a
-/// terminator. A
-///   capacity of 0 writes nothing
+/// need not be there. As many whole characters are written as fit, and a terminator.
+/// \param capacity bytes that `dest` can hold; 0 writes nothing
 TILLVANE_API void LGetInstalledApplicationResourcesFolder(char* dest, unsigned long capacity);
 
 /// Writes the folder "resources" in the folder above.

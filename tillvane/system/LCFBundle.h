@@ -12,7 +12,8 @@ class TILLVANE_API LCFBundle {
   /// that begins with 'V' it stands behind the first space: 'Version 2.14' is 2 and 14. The number before the first '.'
   /// is the major one, the number behind it the minor one: 2 and 14 in '2.14.3' too, 3 and 0 in '3'. What is no number
   /// is 0, and so is what stands in a text with 'V' but without a space. A number beyond what an int holds is the
-  /// nearest that it holds. \return false, and the numbers as they were, when there is no such text or it is empty
+  /// nearest that it holds.
+  /// \return false, and the numbers as they were, when there is no such text or it is empty
   bool GetVersionNumber(int& major, int& minor) const;
 
   /// Is not released.

@@ -52,8 +52,8 @@ std::string SystemBusAddress();
 /// Where the bus of the user's session is, if there is one: a bus is never started to be asked.
 std::string SessionBusAddress();
 
-/// Connects to a bus and makes a request there. Any thread; the calling thread sleeps meanwhile, and
-/// no main context of the host's is turned.
+/// Connects to a bus and makes a request there. Any thread; the calling thread sleeps meanwhile, and no main context of
+/// the host's is turned.
 ///
 /// The first call starts the worker threads of GLib's bus, which keep a few descriptors for the rest of the process.
 /// \param address tells where the bus is: one of the functions above
