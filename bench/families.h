@@ -26,6 +26,8 @@ void RunStringsFamily(const Options& options, Goals* goals);
 
 /// Whole text files beside streams and bare system calls.
 void RunTextFilesFamily(const Options& options, Goals* goals);
+/// Lines and short texts of open files beside streams and bare system calls.
+void RunFilesFamily(const Options& options, Goals* goals);
 /// Conversions of text beside iconv and ICU.
 void RunCharsetsFamily(const Options& options, Goals* goals);
 

@@ -7,8 +7,8 @@
 
 /// \file
 /// A large block between memory and a file, in chunks of 10240 bytes. Before each chunk the process interface is asked
-/// whether to stop; after each it is told the progress, from 0 to 1. A chunk is one call of the system: where that moves
-/// less, also when a signal interrupts it, the transfer has failed. The file is left as far as it got. Without a
+/// whether to stop; after each it is told the progress, from 0 to 1. A chunk is one call of the system: where that
+/// moves less, also when a signal interrupts it, the transfer has failed. The file is left as far as it got. Without a
 /// descriptor (-1) the system is not asked. Runs on the caller's thread.
 
 /// Fills `size` bytes at `buffer`, which is written to although it is declared const.

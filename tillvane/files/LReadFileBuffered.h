@@ -2,8 +2,8 @@
 
 #include <tillvane/export.h>
 
-/// Reads from an open file through a buffer of 8192 bytes, looks ahead and seeks. The file stays its owner's: nothing is
-/// opened or closed.
+/// Reads from an open file through a buffer of 8192 bytes, looks ahead and seeks. The file stays its owner's: nothing
+/// is opened or closed.
 ///
 /// The descriptor's offset stands behind the bytes in the buffer; whoever moves it otherwise has to Seek() before the
 /// next read. Without a descriptor (-1) nothing is read and the system is not asked. Failures are told by the results
@@ -16,9 +16,8 @@ class TILLVANE_API LReadFileBuffered {
 
   int Descriptor() const { return descriptor_; }
 
-  /// Reads `size` bytes, or what there is. What is left of 257 bytes or more when the buffer is empty comes from a single
-  /// call of the system, which may give less than there will be.
-  /// \return bytes delivered
+  /// Reads `size` bytes, or what there is. What is left of 257 bytes or more when the buffer is empty comes from a
+  /// single call of the system, which may give less than there will be. \return bytes delivered
   unsigned long Read(void* buffer, unsigned long size);
 
   /// Reads, but the bytes remain to be read, which takes a file that can seek: of a pipe, only what fits into an empty

@@ -20,8 +20,8 @@ class TILLVANE_API LWriteFileRef {
   int WriteStringUTF8(const char* text);
 
   /// Writes a text behind its length in bytes, for LReadFileRef::ReadStringLenUTF8(): up to 254 one byte, else a byte
-  /// 0xFF and four bytes, the lowest first. Texts follow one another directly. Length and text are two pieces, or three.
-  /// \return bytes of the text written, -1 after an error or without a descriptor
+  /// 0xFF and four bytes, the lowest first. Texts follow one another directly. Length and text are two pieces, or
+  /// three. \return bytes of the text written, -1 after an error or without a descriptor
   long WriteStringLenUTF8(const char* text);
 
   /// Write a text and a line's end, two pieces.

@@ -43,7 +43,8 @@ unsigned long LReadFileBuffered::Read(void* buffer, unsigned long size) {
   unsigned long delivered = TakeHeld(to, size);
   while (delivered < size) {
     const unsigned long wanted = size - delivered;
-    if (wanted >= kLeastPastBuffer) return delivered + files::Moved(files::ReadOnce(descriptor_, to + delivered, wanted));
+    if (wanted >= kLeastPastBuffer)
+      return delivered + files::Moved(files::ReadOnce(descriptor_, to + delivered, wanted));
     if (!Refill()) break;
     delivered += TakeHeld(to + delivered, wanted);
   }
