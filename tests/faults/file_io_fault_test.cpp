@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <functional>
+#include <limits>
 #include <new>
 #include <string>
 #include <vector>
@@ -361,6 +362,17 @@ TEST_F(FileIoFault, ASeekThatFailsIsToldAndCountsAsZero) {
   EXPECT_EQ(buffered_.Tell64(), 0);
   EXPECT_EQ(buffered_.Seek64(3), -1);
   EXPECT_EQ(buffered_.SeekOffset64(3), -1);
+}
+
+TEST_F(FileIoFault, AnOffsetTooFarBackDoesNotWrap) {
+  file_.Fill("0123456789");
+  const long long least = std::numeric_limits<long long>::min();
+  for (const long long delta : {least, least + 5, least + 6}) {
+    buffered_.Seek(0);
+    buffered_.Read(buffer_, 4);
+    EXPECT_THAT(CallsOf([&] { EXPECT_EQ(buffered_.SeekOffset64(delta), -1); }),
+                ElementsAre("lseek " + std::to_string(least) + " 1"));
+  }
 }
 
 TEST_F(FileIoFault, APeekWhoseOffsetIsUnknownGoesToTheBeginning) {

@@ -32,8 +32,6 @@ class TILLVANE_API LWriteFileRef {
  private:
   friend struct LWriteFileRefLayout;
 
-  long WriteLine(const char* text, const char* end);
-
   int descriptor_;
 };
 

@@ -176,8 +176,7 @@ TEST(ReadFileRefText, ThatEndsTooEarlyIsCutAndSkipped) {
   const std::string files[] = {
       "",
       "\x05",
-      "\x05"
-      "abc",
+      std::string("\x05") + "abc",
       "\xFE" + Text(100),
       "\xFF",
       "\xFF\x02",

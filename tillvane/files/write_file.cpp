@@ -36,6 +36,11 @@ void WriteLength(int descriptor, std::uint32_t length) {
   files::WriteOnce(descriptor, bytes, sizeof bytes);
 }
 
+long WriteLine(LWriteFileRef file, const char* text, const char* end) {
+  file.WriteString(text);
+  return files::WriteOnce(file.Descriptor(), end, std::strlen(end));
+}
+
 }  // namespace
 
 int LWriteFileRef::WriteString(const char* text) {
@@ -54,14 +59,9 @@ long LWriteFileRef::WriteStringLenUTF8(const char* text) {
   return files::WriteOnce(descriptor_, text, length);
 }
 
-long LWriteFileRef::WriteLineLF(const char* text) { return WriteLine(text, "\n"); }
+long LWriteFileRef::WriteLineLF(const char* text) { return WriteLine(*this, text, "\n"); }
 
-long LWriteFileRef::WriteLineCRLF(const char* text) { return WriteLine(text, "\r\n"); }
-
-long LWriteFileRef::WriteLine(const char* text, const char* end) {
-  WriteString(text);
-  return files::WriteOnce(descriptor_, end, std::strlen(end));
-}
+long LWriteFileRef::WriteLineCRLF(const char* text) { return WriteLine(*this, text, "\r\n"); }
 
 unsigned long fprintf(LWriteFileRef file, const char* format, ...) {
   LStringLong text;
