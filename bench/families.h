@@ -39,6 +39,10 @@ void RunProcessesFamily(const Options& options, Goals* goals);
 
 /// Commands and their output beside popen, system and bare calls.
 void RunCommandsFamily(const Options& options, Goals* goals);
+/// Lines and short texts of open files beside streams and bare system calls.
+void RunFilesFamily(const Options& options, Goals* goals);
+/// Conversions of text beside iconv and ICU.
+void RunCharsetsFamily(const Options& options, Goals* goals);
 
 /// Sockets and listeners beside bare ones and asio's.
 void RunNetFamily(const Options& options, Goals* goals);

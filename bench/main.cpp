@@ -25,6 +25,7 @@ constexpr Family kFamilies[] = {
     {"paths", bench::RunPathsFamily},
     {"processes", bench::RunProcessesFamily},
     {"commands", bench::RunCommandsFamily},
+    {"files", bench::RunFilesFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };

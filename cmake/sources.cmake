@@ -21,6 +21,10 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/diag/LDebugSignals.h
   tillvane/diag/LDebugThread.h
   tillvane/files/LFile.h
+  tillvane/files/LProcessFile.h
+  tillvane/files/LReadFile.h
+  tillvane/files/LReadFileBuffered.h
+  tillvane/files/LWriteFile.h
   tillvane/net/LIPAddress.h
   tillvane/net/LIPSocket.h
   tillvane/net/LProcessSocket.h
@@ -91,6 +95,10 @@ set(TILLVANE_SOURCES
   tillvane/files/path_relative.cpp
   tillvane/files/path_size.cpp
   tillvane/files/path_split.cpp
+  tillvane/files/process_file.cpp
+  tillvane/files/read_file.cpp
+  tillvane/files/read_file_buffered.cpp
+  tillvane/files/write_file.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -185,6 +193,11 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/path_relative_test.cpp
   tillvane/files/path_size_test.cpp
   tillvane/files/path_split_test.cpp
+  tillvane/files/line_reading_test.cpp
+  tillvane/files/process_file_test.cpp
+  tillvane/files/read_file_buffered_test.cpp
+  tillvane/files/read_file_test.cpp
+  tillvane/files/write_file_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp

@@ -24,6 +24,7 @@ class MemoryFile {
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
+  int Descriptor() const { return descriptor_; }
   const char* Path() const { return path_.c_str(); }
 
   std::string Bytes() const {

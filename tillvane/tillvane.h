@@ -21,6 +21,10 @@
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/files/LFile.h>
+#include <tillvane/files/LProcessFile.h>
+#include <tillvane/files/LReadFile.h>
+#include <tillvane/files/LReadFileBuffered.h>
+#include <tillvane/files/LWriteFile.h>
 #include <tillvane/net/LIPAddress.h>
 #include <tillvane/net/LIPSocket.h>
 #include <tillvane/net/LProcessSocket.h>

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include <tillvane/text/LStringFormat.h>
+#include <tillvane/text/format_arguments.h>
 
 // The fields have the order and the widths that binary hosts know.
 static_assert(offsetof(LFixedLengthStringWriterTemplate<char>, buffer) == 0);
@@ -13,31 +14,13 @@ static_assert(offsetof(LFixedLengthStringWriterTemplate<char>, capacity) == size
 static_assert(sizeof(LStringLongTemplateAppender<char>) == sizeof(void*));
 static_assert(sizeof(LStringLongTemplateWriter<char>) == sizeof(void*));
 
-namespace {
-
-/// `va_end` also when the text that is written to cannot grow. That it stands in another function makes no difference
-/// to any compiler of ours.
-class Arguments {
- public:
-  explicit Arguments(va_list& list) : list_(list) {}
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the analyser loses `va_start` behind the reference.
-  ~Arguments() { va_end(list_); }
-  Arguments(const Arguments&) = delete;
-  Arguments& operator=(const Arguments&) = delete;
-
- private:
-  va_list& list_;
-};
-
-}  // namespace
-
 unsigned long tplsnprintf(char* buffer, unsigned long size, const char* format, ...) {
   if (size == 0) return 0;
   constexpr unsigned long largest = std::numeric_limits<unsigned int>::max();
   LFixedLengthStringWriterTemplate<char> writer{buffer, 0, static_cast<unsigned int>(std::min(size - 1, largest))};
   va_list list;
   va_start(list, format);
-  const Arguments arguments(list);
+  const text::FormatArguments arguments(list);
   const unsigned long length = tplprintf(writer, format, list);
   buffer[writer.length] = 0;
   return length;
@@ -48,7 +31,7 @@ unsigned long tsprintfappend(LStringLong& text, const char* format, ...) {
   LStringLongTemplateAppender<char> appender(text);
   va_list list;
   va_start(list, format);
-  const Arguments arguments(list);
+  const text::FormatArguments arguments(list);
   return tplprintf(appender, format, list);
 }
 
@@ -58,14 +41,14 @@ unsigned long sprintf(LStringLong& text, const char* format, ...) {
   LStringLongTemplateWriter<char> writer(text);
   va_list list;
   va_start(list, format);
-  const Arguments arguments(list);
+  const text::FormatArguments arguments(list);
   return tplprintf(writer, format, list);
 }
 
 unsigned long sprintf(LFixedLengthStringWriterTemplate<char>& writer, const char* format, ...) {
   va_list list;
   va_start(list, format);
-  const Arguments arguments(list);
+  const text::FormatArguments arguments(list);
   return tplprintf(writer, format, list);
 }
 
