@@ -27,6 +27,13 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/net/LTCPListener.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
+  tillvane/system/LApplicationBundle.h
+  tillvane/system/LCFBundle.h
+  tillvane/system/LCFString.h
+  tillvane/system/LCFURL.h
+  tillvane/system/LToFSSpec.h
+  tillvane/system/LUnicodeString.h
+  tillvane/system/LWorkspace.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -86,6 +93,14 @@ set(TILLVANE_SOURCES
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
   tillvane/store/tillvane_store.cpp
+  tillvane/system/application_bundle.cpp
+  tillvane/system/cf_bundle.cpp
+  tillvane/system/cf_string.cpp
+  tillvane/system/cf_url.cpp
+  tillvane/system/to_fs_spec.cpp
+  tillvane/system/unicode_string.cpp
+  tillvane/system/version_text.cpp
+  tillvane/system/workspace.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -163,6 +178,12 @@ set(TILLVANE_TEST_SOURCES
   tillvane/store/store_observer_test.cpp
   tillvane/store/store_request_delegate_test.cpp
   tillvane/store/store_scenarios.cpp
+  tillvane/system/application_bundle_test.cpp
+  tillvane/system/cf_string_test.cpp
+  tillvane/system/cf_url_test.cpp
+  tillvane/system/to_fs_spec_test.cpp
+  tillvane/system/version_text_test.cpp
+  tillvane/system/workspace_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp
