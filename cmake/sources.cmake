@@ -82,6 +82,9 @@ set(TILLVANE_SOURCES
   tillvane/files/path_relative.cpp
   tillvane/files/path_size.cpp
   tillvane/files/path_split.cpp
+  tillvane/files/volume_exists.cpp
+  tillvane/files/volume_queries.cpp
+  tillvane/files/volume_rules.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -164,6 +167,9 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/path_relative_test.cpp
   tillvane/files/path_size_test.cpp
   tillvane/files/path_split_test.cpp
+  tillvane/files/volume_exists_test.cpp
+  tillvane/files/volume_queries_test.cpp
+  tillvane/files/volume_rules_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp
