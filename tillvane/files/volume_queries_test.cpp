@@ -23,9 +23,9 @@ TEST(VolumeQueries, OfAPathThatIsNotThere) {
   const std::string file = folder.Write("file", "");
   ASSERT_EQ(symlink("nothing", folder.File("dangling").c_str()), 0);
   ASSERT_EQ(symlink("circle", folder.File("circle").c_str()), 0);
-  for (const std::string& path : {std::string("/nowhere/x"), folder.File("missing"), file + "/x", file + "/",
-                                  folder.File("dangling"), folder.File("circle"), std::string(),
-                                  "/" + std::string(300, 'x'), "/" + std::string(5000, '/') + "nowhere"}) {
+  for (const std::string& path :
+       {std::string("/nowhere/x"), folder.File("missing"), file + "/x", file + "/", folder.File("dangling"),
+        folder.File("circle"), std::string(), "/" + std::string(300, 'x'), "/" + std::string(5000, '/') + "nowhere"}) {
     SCOPED_TRACE(path);
     EXPECT_EQ(LFile::GetVolumeAttributes(path.c_str()), 0u);
     EXPECT_TRUE(LFile::IsOnExternalDrive(path.c_str()));

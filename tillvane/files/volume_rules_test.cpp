@@ -41,12 +41,22 @@ TEST(VolumeRules, LocalIsWhatIsNoNetworkByAttributesNorByNumber) {
     unsigned int attributes;
     bool local;
   } cases[] = {
-      {0xEF53, kInternal, true},  {0xEF53, kExternal, true},  {0xEF53, kRemovable, true},
-      {0xEF53, 0, false},         {0x4A48, kInternal, false}, {0x4A48, 0, false},
-      {0x6375, kExternal, false}, {0x6375, 0, false},         {0x6969, 0, false},
-      {0x4A49, kInternal, true},  {0x6374, kInternal, true},  {0, kInternal, true},
+      {0xEF53, kInternal, true},
+      {0xEF53, kExternal, true},
+      {0xEF53, kRemovable, true},
+      {0xEF53, 0, false},
+      {0x4A48, kInternal, false},
+      {0x4A48, 0, false},
+      {0x6375, kExternal, false},
+      {0x6375, 0, false},
+      {0x6969, 0, false},
+      {0x4A49, kInternal, true},
+      {0x6374, kInternal, true},
+      {0, kInternal, true},
       // A negative number is one that is known, but for -1.
-      {0xFFFE, 0, false},         {0xFFFF, 0, true},          {0xFFFF, kInternal, true},
+      {0xFFFE, 0, false},
+      {0xFFFF, 0, true},
+      {0xFFFF, kInternal, true},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(files::IsLocal(c.file_system, c.attributes), c.local) << c.file_system << ' ' << c.attributes;

@@ -78,7 +78,7 @@ bool IsPluggedIntoPci(udev_device* device) {
 /// A disk of another machine counts as one on an external bus.
 bool IsReachedOverNetwork(udev_device* device) {
   const std::string_view name = Name(device);
-  const bool is_iscsi = Subsystem(device).empty() && IsNumbered(name, "session");
+  const bool is_iscsi = IsNumbered(name, "session");
   const bool is_block = Subsystem(device) == "block" &&
                         (IsNumbered(name, "nbd") || IsNumbered(name, "rbd") || name.starts_with("etherd!"));
   return is_iscsi || is_block || Subsystem(device) == "nvme-fabrics";

@@ -6,6 +6,7 @@
 
 namespace {
 
+using platform::FindMount;
 using platform::Mount;
 using platform::MountTable;
 using platform::ParseMountTable;
@@ -31,7 +32,8 @@ TEST(MountTable, LinesAreRead) {
       {"18446744073709551615 0 4294967295:4294967295 / /a rw - t s rw",
        "18446744073709551615<0 4294967295:4294967295 [/a] [t] [s]\n"},
       // Escapes, and what only looks like one.
-      {"1 2 0:3 / /a\\040b\\011c\\012d\\134e rw - fuse.a\\040b x\\043y rw", "1<2 0:3 [/a b\tc\nd\\e] [fuse.a b] [x#y]\n"},
+      {"1 2 0:3 / /a\\040b\\011c\\012d\\134e rw - fuse.a\\040b x\\043y rw",
+       "1<2 0:3 [/a b\tc\nd\\e] [fuse.a b] [x#y]\n"},
       {"1 2 0:3 / /\\134040 rw - t s rw", "1<2 0:3 [/\\040] [t] [s]\n"},
       {"1 2 0:3 / /\\377\\000x rw - t s rw", "1<2 0:3 [/\xFF" + std::string(1, '\0') + "x] [t] [s]\n"},
       {"1 2 0:3 / /\\08\\4\\04x\\400\\-40\\ rw - t \\ rw", "1<2 0:3 [/\\08\\4\\04x\\400\\-40\\] [t] [\\]\n"},
@@ -54,14 +56,36 @@ TEST(MountTable, LinesAreRead) {
 TEST(MountTable, LinesThatAreNoneAreLeftOut) {
   const std::string good = "1 2 0:3 / /a rw - t s rw\n";
   const std::string one = Describe(ParseMountTable(good));
-  for (const std::string bad :
-       {"", " ", "-", "1", "1 2", "1 2 3 / /a rw - t s rw", "x 2 0:3 / /a rw - t s rw", "1 x 0:3 / /a rw - t s rw",
-        "1 2 x:3 / /a rw - t s rw", "1 2 0:x / /a rw - t s rw", "1 2 0:3:4 / /a rw - t s rw", "1 2 0: / /a rw - t s rw",
-        "1 2 :3 / /a rw - t s rw", "-1 2 0:3 / /a rw - t s rw", "1 -2 0:3 / /a rw - t s rw", "+1 2 0:3 / /a rw - t s rw",
-        " 1 2 0:3 / /a rw - t s rw", "1  2 0:3 / /a rw - t s rw", "18446744073709551616 2 0:3 / /a rw - t s rw",
-        "1 2 4294967296:3 / /a rw - t s rw", "1 2 0:4294967296 / /a rw - t s rw", "1 2 0:3 / a rw - t s rw",
-        "1 2 0:3 /  rw - t s rw", "1 2 0:3 / /a rw - ", "1 2 0:3 / /a rw -  s rw", "1 2 0:3 / /a rw t s rw",
-        "1 2 0:3 / /a rw", "1 2 0:3 / /a", "1 2 0:3", "1\t2\t0:3 / /a rw - t s rw"}) {
+  for (const std::string bad : {"",
+                                " ",
+                                "-",
+                                "1",
+                                "1 2",
+                                "1 2 3 / /a rw - t s rw",
+                                "x 2 0:3 / /a rw - t s rw",
+                                "1 x 0:3 / /a rw - t s rw",
+                                "1 2 x:3 / /a rw - t s rw",
+                                "1 2 0:x / /a rw - t s rw",
+                                "1 2 0:3:4 / /a rw - t s rw",
+                                "1 2 0: / /a rw - t s rw",
+                                "1 2 :3 / /a rw - t s rw",
+                                "-1 2 0:3 / /a rw - t s rw",
+                                "1 -2 0:3 / /a rw - t s rw",
+                                "+1 2 0:3 / /a rw - t s rw",
+                                " 1 2 0:3 / /a rw - t s rw",
+                                "1  2 0:3 / /a rw - t s rw",
+                                "18446744073709551616 2 0:3 / /a rw - t s rw",
+                                "1 2 4294967296:3 / /a rw - t s rw",
+                                "1 2 0:4294967296 / /a rw - t s rw",
+                                "1 2 0:3 / a rw - t s rw",
+                                "1 2 0:3 /  rw - t s rw",
+                                "1 2 0:3 / /a rw - ",
+                                "1 2 0:3 / /a rw -  s rw",
+                                "1 2 0:3 / /a rw t s rw",
+                                "1 2 0:3 / /a rw",
+                                "1 2 0:3 / /a",
+                                "1 2 0:3",
+                                "1\t2\t0:3 / /a rw - t s rw"}) {
     EXPECT_EQ(Describe(ParseMountTable(bad)), "") << bad;
     EXPECT_EQ(Describe(ParseMountTable(good + bad + '\n' + good)), one + one) << bad;
   }

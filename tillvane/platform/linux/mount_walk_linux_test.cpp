@@ -45,15 +45,23 @@ std::string Line(const std::string& ids, const std::string& point, const std::st
 class MountWalk : public testing::Test {
  protected:
   void SetUp() override {
-    things = {{"/a", ""},           {"/a/b", ""},          {"/net", ""},          {"/to-net", "net/dead"},
-              {"/a/up", "../net/./dead/x/"}, {"/abs", "/net/dead"}, {"/circle", "circle"}, {"/out", "/net/dead/../../a"},
-              {"/proc/fd", "pipe:[1]"}, {"/to-a", "a/b"},      {"/", ""}};
+    things = {{"/a", ""},
+              {"/a/b", ""},
+              {"/net", ""},
+              {"/to-net", "net/dead"},
+              {"/a/up", "../net/./dead/x/"},
+              {"/abs", "/net/dead"},
+              {"/circle", "circle"},
+              {"/out", "/net/dead/../../a"},
+              {"/proc/fd", "pipe:[1]"},
+              {"/to-a", "a/b"},
+              {"/", ""}};
   }
 
   const std::string local_ = Line("1 0", "/", "ext4") + Line("2 1", "/proc", "proc");
-  const MountTable table_ = ParseMountTable(local_ + Line("3 1", "/net/dead", "nfs") +
-                                            Line("4 3", "/net/dead/local", "ext4") +
-                                            Line("5 4", "/net/dead/local/again", "fuse.sshfs"));
+  const MountTable table_ =
+      ParseMountTable(local_ + Line("3 1", "/net/dead", "nfs") + Line("4 3", "/net/dead/local", "ext4") +
+                      Line("5 4", "/net/dead/local/again", "fuse.sshfs"));
 };
 
 TEST_F(MountWalk, OnlyWhatLeadsIntoANetworkIsAnsweredByTheTable) {
@@ -100,7 +108,7 @@ TEST_F(MountWalk, OnlyWhatLeadsIntoANetworkIsAnsweredByTheTable) {
   things["/net/local"] = "";
   for (const auto& c : cases) {
     EXPECT_EQ(Follow(table_, c.path), c.way) << c.path;
-    for (const std::string& path : asked) EXPECT_NE(path.substr(0, 9), "/net/dead") << c.path;
+    for (const std::string& path : asked) EXPECT_NE((path + '/').substr(0, 10), "/net/dead/") << c.path;
   }
 }
 
@@ -135,10 +143,10 @@ TEST_F(MountWalk, TheRootMayBeANetworksOrUnknown) {
 TEST_F(MountWalk, ATableWithACircleEnds) {
   const std::string circle = Line("5 6", "/", "nfs") + Line("6 5", "/", "nfs") + Line("7 7", "/a", "nfs");
   EXPECT_EQ(Follow(ParseMountTable(circle), "/a/b"), "mount 7");
-  EXPECT_EQ(Follow(ParseMountTable(Line("1 0", "/", "ext4") + Line("2 1", "/a", "nfs") + Line("1 2", "/a", "ext4")),
-                   "/a/b")
-                .substr(0, 5),
-            "mount");
+  EXPECT_EQ(
+      Follow(ParseMountTable(Line("1 0", "/", "ext4") + Line("2 1", "/a", "nfs") + Line("1 2", "/a", "ext4")), "/a/b")
+          .substr(0, 5),
+      "mount");
 }
 
 TEST_F(MountWalk, FortyLinksAreFollowed) {

@@ -88,7 +88,7 @@ TEST(Volume, WhatIsNoPartOfTheMountTableIsUnknown) {
 TEST(Volume, TheFolderOfMountedDrives) {
   const support::TempFolder root;
   const auto folder_of = [&root](const std::string& login) {
-    return platform::MountedDrivesFolderOf(root.Path(), login).substr(0);
+    return platform::MountedDrivesFolderOf(root.Path(), login);
   };
   EXPECT_EQ(folder_of("me"), "");
   root.Write("media", "no folder");
