@@ -33,10 +33,12 @@
 
 namespace {
 
-[[noreturn]] void GiveUp(const std::string& what) {
-  std::printf("%s: %s\n", what.c_str(), std::strerror(errno));
+constexpr int kCannotBeDoneHere = 77;
+
+[[noreturn]] void GiveUp(const char* what) {
+  std::printf("%s: %s\n", what, std::strerror(errno));
   std::fflush(stdout);
-  _exit(77);
+  _exit(kCannotBeDoneHere);
 }
 
 void MakePrivate() {
@@ -66,8 +68,8 @@ void MountImage(const char* image, const char* at) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  errno = 0;
-  if (status != 0) GiveUp("mount");
+  // It said why.
+  if (status != 0) _exit(kCannotBeDoneHere);
 }
 
 void Fill(const std::string& at) {

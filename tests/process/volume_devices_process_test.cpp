@@ -1,6 +1,8 @@
 // Drives of all kinds, as umockdev shows them to a child: see volume_child.cpp.
 
-#include <sstream>
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <string>
 #include <vector>
 
@@ -57,7 +59,7 @@ class Machine {
     text_ += "P: " + path + "\nN: " + name + "\nE: DEVNAME=/dev/" + name + "\nE: DEVTYPE=" + type +
              "\nE: MAJOR=" + std::to_string(kMajor) + "\nE: MINOR=" + number +
              "\nE: SUBSYSTEM=block\nA: dev=" + std::to_string(kMajor) + ':' + number + '\n';
-    for (const std::string& line : lines) text_ += line + '\n';
+    for (const std::string& line : lines) text_ += line.empty() ? "" : line + '\n';
     text_ += '\n';
     return *this;
   }
@@ -95,9 +97,13 @@ class VolumeDevices : public testing::Test {
     return result.output;
   }
 
-  /// \return attributes and the kind of FAT file system, in one line
-  std::string Ask(const Machine& machine, int minor) {
-    return Ask(machine, {"device", std::to_string(kMajor), std::to_string(minor)});
+  /// \return attributes and the kind of FAT file system, in one line for each device
+  std::string AskDevices(const Machine& machine, const std::vector<int>& minors) {
+    std::vector<std::string> commands;
+    for (const int minor : minors) {
+      commands.insert(commands.end(), {"device", std::to_string(kMajor), std::to_string(minor)});
+    }
+    return Ask(machine, commands);
   }
 
   const support::TempFolder folder_;
@@ -176,7 +182,7 @@ TEST_F(VolumeDevices, EveryKindOfDrive) {
       {"floppy disk", Machine().AddDisk("/devices/platform/floppy.0/block/fd0", 1, goes), kInternalRemovable},
       {"disk without attributes", Machine().AddDisk("/devices/virtual/block/x0", 1, {}), kInternal},
   };
-  for (const auto& c : cases) EXPECT_EQ(Ask(c.machine, 1), c.attributes + " vfat\n") << c.what;
+  for (const auto& c : cases) EXPECT_EQ(AskDevices(c.machine, {1}), c.attributes + " vfat\n") << c.what;
 }
 
 TEST_F(VolumeDevices, AnNvmeDriveIsWhereOneOfItsControllersIs) {
@@ -186,7 +192,7 @@ TEST_F(VolumeDevices, AnNvmeDriveIsWhereOneOfItsControllersIs) {
     Machine machine = is_tunnel ? WithTunnel() : Machine().Add(kPci, "pci").Add(kPci + "/0000:01:00.0", "pci");
     machine.Add(controller, "nvme").Add(subsystem, "nvme-subsystem", {"nvme1=", "nvmeless=", "iopolicy=numa"});
     machine.AddDisk(subsystem + "/block/nvme1n1", 1);
-    EXPECT_EQ(Ask(machine, 1), (is_tunnel ? kExternal : kInternal) + " vfat\n");
+    EXPECT_EQ(AskDevices(machine, {1}), (is_tunnel ? kExternal : kInternal) + " vfat\n");
   }
 }
 
@@ -198,20 +204,21 @@ TEST_F(VolumeDevices, APartitionIsItsDisksAndHasAFileSystemOfItsOwn) {
   machine.AddPartition(disk + "/sdb3", 4, {"E: ID_FS_TYPE=vfat", "E: ID_FS_VERSION=FAT32"});
   machine.AddPartition(disk + "/sdb4", 5, {"E: ID_FS_TYPE=vfat"});
   machine.AddPartition(disk + "/sdb5", 6, {"E: ID_FS_TYPE=exfat", "E: ID_FS_VERSION=1.0"});
-  const struct {
-    int minor;
-    const char* kind;
-  } cases[] = {{1, "vfat"}, {2, "FAT12"}, {3, "FAT16"}, {4, "FAT32"}, {5, "vfat"}, {6, "vfat"}};
-  for (const auto& c : cases) EXPECT_EQ(Ask(machine, c.minor), kExternalRemovable + ' ' + c.kind + '\n') << c.minor;
+  std::string answers;
+  for (const char* kind : {"vfat", "FAT12", "FAT16", "FAT32", "vfat", "vfat"}) {
+    answers += kExternalRemovable + ' ' + kind + '\n';
+  }
+  EXPECT_EQ(AskDevices(machine, {1, 2, 3, 4, 5, 6}), answers);
 }
 
 /// A SATA disk sda (1) with a partition sda1 (2), a USB stick sdb (3) with sdb1 (4).
-Machine WithTwoDisks() {
+/// \param of_sdb1 a line of its description
+Machine WithTwoDisks(const std::string& of_sdb1 = "") {
   Machine machine = WithUsb().AddUsb(kUsbBus + "/2-1", "removable").Add("/devices/pci0000:00/0000:00:17.0", "pci");
   machine.AddDisk("/devices/pci0000:00/0000:00:17.0/ata1/block/sda", 1);
   machine.AddPartition("/devices/pci0000:00/0000:00:17.0/ata1/block/sda/sda1", 2);
   machine.AddDisk(kUsbBus + "/2-1/block/sdb", 3, {"A: removable=1"});
-  machine.AddPartition(kUsbBus + "/2-1/block/sdb/sdb1", 4);
+  machine.AddPartition(kUsbBus + "/2-1/block/sdb/sdb1", 4, {of_sdb1});
   return machine;
 }
 
@@ -228,26 +235,23 @@ TEST_F(VolumeDevices, LayersAreFollowedToTheDisks) {
   machine.AddDisk(virtual_block + "md2", 15, {"A: slaves/sdz1="});
   // One that stands on itself.
   machine.AddDisk(virtual_block + "md3", 16, {"A: slaves/md3="});
-  const struct {
-    int minor;
-    std::string attributes;
-  } cases[] = {{10, kExternalRemovable}, {11, kExternalRemovable}, {12, kExternalRemovable}, {13, kExternalRemovable},
-               {14, kInternal},          {15, kInternal},          {16, kInternal}};
-  for (const auto& c : cases) EXPECT_EQ(Ask(machine, c.minor), c.attributes + " vfat\n") << c.minor;
+  std::string answers;
+  for (const std::string& attributes : {kExternalRemovable, kExternalRemovable, kExternalRemovable, kExternalRemovable,
+                                        kInternal, kInternal, kInternal}) {
+    answers += attributes + " vfat\n";
+  }
+  EXPECT_EQ(AskDevices(machine, {10, 11, 12, 13, 14, 15, 16}), answers);
 }
 
 TEST_F(VolumeDevices, ALoopDeviceIsWhereItsFileIs) {
-  const std::string here = RunProcess({TILLVANE_TEST_HELPER, "ask", folder_.Path()}, kEndMs).output;
   Machine machine;
   machine.AddDisk("/devices/virtual/block/loop0", 1, {"A: removable=1", "A: loop/backing_file=/proc/version"});
   machine.AddPartition("/devices/virtual/block/loop0/loop0p1", 2);
   // What is not found by its name is what the device says.
   machine.AddDisk("/devices/virtual/block/loop1", 3, {"A: removable=1", "A: loop/backing_file=/nowhere (deleted)"});
   machine.AddDisk("/devices/virtual/block/loop2", 4, {"A: removable=0", "A: loop/backing_file="});
-  EXPECT_EQ(Ask(machine, 1), kInternal + " vfat\n");
-  EXPECT_EQ(Ask(machine, 2), kInternal + " vfat\n");
-  EXPECT_EQ(Ask(machine, 3), kInternalRemovable + " vfat\n");
-  EXPECT_EQ(Ask(machine, 4), kInternal + " vfat\n");
+  const std::string internal = kInternal + " vfat\n", removable = kInternalRemovable + " vfat\n";
+  EXPECT_EQ(AskDevices(machine, {1, 2, 3, 4}), internal + internal + removable + internal);
 }
 
 TEST_F(VolumeDevices, ABtrfsVolumeIsOnAllItsDevices) {
@@ -258,6 +262,53 @@ TEST_F(VolumeDevices, ABtrfsVolumeIsOnAllItsDevices) {
                "../../fs/btrfs/33333333-4444/devices/sda="});
   EXPECT_EQ(Ask(machine, {"btrfs", "/dev/sda1", "btrfs", "/dev/sdb1", "btrfs", "/dev/sda"}),
             kExternalRemovable + '\n' + kExternalRemovable + '\n' + kInternal + '\n');
+}
+
+/// The number of the mount on which the child's questions are, under which the machine tells of another one.
+std::string MountNumberOfRoot() {
+  struct statx state {};
+  EXPECT_EQ(statx(AT_FDCWD, "/", 0, STATX_MNT_ID, &state), 0);
+  return std::to_string(state.stx_mnt_id);
+}
+
+TEST_F(VolumeDevices, WhatIsToldOfAVolumeOnThem) {
+  const std::string stick = std::to_string(kMajor) + ":4 / / rw - ", disk = std::to_string(kMajor) + ":2 / / rw - ";
+  const std::string none = "0:99 / / rw - ";
+  const struct {
+    std::string mount, version, answers;
+  } cases[] = {
+      {disk + "ext4 /dev/sda1 rw", "1.0", "200000 local limit 2"},
+      {stick + "vfat /dev/sdb1 rw", "FAT12", "a000000 external removable local limit 0"},
+      {stick + "vfat /dev/sdb1 rw", "FAT16", "a000000 external removable local limit 0"},
+      {stick + "vfat /dev/sdb1 rw", "FAT32", "a000000 external removable local limit 1"},
+      {stick + "msdos /dev/sdb1 rw", "FAT16", "a000000 external removable local limit 0"},
+      {stick + "vfat /dev/sdb1 rw", "", "a000000 external removable local limit 2"},
+      {stick + "exfat /dev/sdb1 rw", "1.0", "a000000 external removable local limit 2"},
+      {stick + "fuseblk /dev/sdb1 rw", "", "a000000 external removable local limit 2"},
+      {stick + "ext4 /dev/sdb1 rw", "FAT32", "a000000 external removable local limit 2"},
+      {none + "btrfs /dev/sdb1 rw", "", "a000000 external removable local limit 2"},
+      {none + "overlay overlay rw", "", "200000 local limit 2"},
+      {none + "nfs4 server:/ rw", "", "0 external removable network limit 2"},
+      {none + "fuse.sshfs server:/ rw", "", "0 external removable network limit 2"},
+      {none + "fuse.gvfsd-fuse gvfsd-fuse rw", "", "0 external removable network limit 2"},
+  };
+  const std::string root = MountNumberOfRoot();
+  for (const auto& c : cases) {
+    Machine machine = WithTwoDisks("E: ID_FS_VERSION=" + c.version);
+    machine.Add("/devices/x", "x", {"../../../proc/thread-self/mountinfo=" + root + " 0 " + c.mount});
+    std::string answers = Ask(machine, {"ask", "/"});
+    const std::size_t id = answers.find(" id "), limit = answers.find(" limit ");
+    ASSERT_NE(limit, std::string::npos) << answers;
+    EXPECT_EQ(answers.erase(id, limit - id), c.answers + " drive /\n") << c.mount << ' ' << c.version;
+  }
+}
+
+TEST_F(VolumeDevices, WithoutAMountTableNothingIsKnown) {
+  for (const std::string table : {"", "nonsense", "4294967295 0 0:99 / / rw - tmpfs tmpfs rw"}) {
+    Machine machine;
+    machine.Add("/devices/x", "x", {"../../../proc/thread-self/mountinfo=" + table});
+    EXPECT_EQ(Ask(machine, {"ask", "/"}), "0 external removable network local id ffff limit 2 drive /\n") << table;
+  }
 }
 
 }  // namespace
