@@ -5,6 +5,7 @@
 //   fuse TYPE SOURCE AT mounts a file system that never answers
 //   loop IMAGE AT       mounts an image file
 //   fill AT             makes folders and links: AT/folder/file, AT/folder/link to it
+//   closed              from here on it opens no descriptor
 //   enter FOLDER        makes it the current directory
 //   ask PATH            a line of what LFile tells of the volume
 //   exists PATH         a line of what LFile tells of the file
@@ -16,6 +17,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/wait.h>
@@ -78,6 +80,11 @@ void Fill(const std::string& at) {
   if (symlink("file", (at + "/folder/link").c_str()) != 0) GiveUp("a link");
 }
 
+void OpenNoMore() {
+  const rlimit none{0, 0};
+  if (setrlimit(RLIMIT_NOFILE, &none) != 0) GiveUp("a limit of descriptors");
+}
+
 void Ask(const char* path) {
   char drive[260];
   LFile::GetHumanReadableDriveFromPath(drive, path);
@@ -110,6 +117,7 @@ int Do(char** arguments) {
   if (command == "fuse") return MountDead(arguments[1], arguments[2], arguments[3]), 4;
   if (command == "loop") return MountImage(arguments[1], arguments[2]), 3;
   if (command == "fill") return Fill(arguments[1]), 2;
+  if (command == "closed") return OpenNoMore(), 1;
   if (command == "enter") return LFile::SetCurrentDirectory(arguments[1]) == 0 ? 2 : (GiveUp("chdir"), 2);
   if (command == "ask") return Ask(arguments[1]), 2;
   if (command == "exists") return std::puts(LFile::TestFileExists(arguments[1]) ? "there" : "missing"), 2;

@@ -16,7 +16,7 @@ namespace {
 using support::ProcessResult;
 using support::RunProcess;
 
-constexpr unsigned int kEndMs = 60000;
+constexpr unsigned int kEndMs = 20000;
 constexpr int kCannotBeDoneHere = 77;
 
 ProcessResult RunChild(std::vector<std::string> commands, unsigned int ms = kEndMs) {
@@ -126,6 +126,12 @@ TEST_F(DeadMounts, MayBeReachedByARelativePath) {
       {"private", "fuse", "fuse.sshfs", "server:/", at, "enter", folder_.Path(), "ask", "at/a", "ask", "./at/../at"});
   const std::string answer = "0 external removable network id 4a48 limit 2 drive " + at + '\n';
   EXPECT_EQ(result.output, answer + answer);
+}
+
+TEST_F(DeadMounts, AreNotTouchedWhenTheTableCannotBeRead) {
+  const std::string at = Folder("at");
+  const ProcessResult result = RunChild({"private", "fuse", "fuse.sshfs", "server:/", at, "closed", "ask", at});
+  EXPECT_EQ(result.output, "0 external removable network local id ffff limit 2 drive /\n");
 }
 
 class ImageMounts : public VolumeMounts {

@@ -50,6 +50,8 @@ std::optional<Volume> FindVolume(const char* path) {
   // More than one round when something is mounted, perhaps by this very query, after the table was read.
   for (int rounds = 3; rounds > 0; --rounds) {
     const MountTable table = ReadMountTable();
+    // Without it nobody knows whether the kernel would wait.
+    if (table.empty()) return std::nullopt;
     WayToVolume way = FollowPath(table, AbsolutePath(path), ReadLink);
     if (way.mount != nullptr) return Volume{*way.mount, {}};
     struct statx state;
