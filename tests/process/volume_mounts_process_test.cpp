@@ -130,7 +130,7 @@ TEST_F(DeadMounts, MayBeReachedByARelativePath) {
 
 TEST_F(DeadMounts, AreNotTouchedWhenTheTableCannotBeRead) {
   const std::string at = Folder("at");
-  const ProcessResult result = RunChild({"private", "fuse", "fuse.sshfs", "server:/", at, "closed", "ask", at});
+  const ProcessResult result = RunChild({"private", "fuse", "fuse.sshfs", "server:/", at, "closed", "ask", at + "/a"});
   EXPECT_EQ(result.output, "0 external removable network local id ffff limit 2 drive /\n");
 }
 

@@ -108,7 +108,9 @@ std::string MountFileSystemName(const Mount& mount) {
 
 std::string MountedDrivesFolderOf(const std::string& root, const std::string& login) {
   const bool is_name = !login.empty() && login.find('/') == std::string::npos && login != "." && login != "..";
-  for (const std::string& folder : {root + "/run/media/" + login, root + "/media/" + login}) {
+  for (const char* parent : {"/run/media/", "/media/"}) {
+    std::string folder = root + parent;
+    folder += login;
     if (is_name && IsFolder(folder)) return folder;
   }
   const std::string for_all = root + "/media";
