@@ -6,10 +6,11 @@ pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 find_package(nlohmann_json REQUIRED)
 
 set(TILLVANE_PLATFORM_LIBRARIES
-  PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::PLIST PkgConfig::SQLITE
+  PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::PLIST PkgConfig::SQLITE PkgConfig::UDEV
   $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
 
 set(TILLVANE_PLATFORM_PUBLIC_HEADERS
@@ -20,6 +21,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/application_signature_linux.cpp
   tillvane/platform/linux/authorization_linux.cpp
   tillvane/platform/linux/child_program_linux.cpp
+  tillvane/platform/linux/block_device_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
@@ -38,8 +40,11 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/main_bundle_linux.cpp
   tillvane/platform/linux/message_bus_linux.cpp
   tillvane/platform/linux/money_linux.cpp
+  tillvane/platform/linux/mount_table_linux.cpp
+  tillvane/platform/linux/mount_walk_linux.cpp
   tillvane/platform/linux/native_string_linux.cpp
   tillvane/platform/linux/native_url_linux.cpp
+  tillvane/platform/linux/network_mount_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/plist_size_linux.cpp
   tillvane/platform/linux/process_table_linux.cpp
@@ -58,6 +63,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/stream_socket_linux.cpp
   tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
+  tillvane/platform/linux/volume_linux.cpp
   tillvane/platform/linux/workspace_linux.cpp
 )
 
@@ -81,7 +87,10 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/main_bundle_linux_test.cpp
   tillvane/platform/linux/main_thread_dispatch_linux_test.cpp
   tillvane/platform/linux/money_linux_test.cpp
+  tillvane/platform/linux/mount_table_linux_test.cpp
+  tillvane/platform/linux/mount_walk_linux_test.cpp
   tillvane/platform/linux/nested_loops_linux_test.cpp
+  tillvane/platform/linux/network_mount_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
@@ -89,6 +98,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/stream_socket_linux_test.cpp
   tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
+  tillvane/platform/linux/volume_linux_test.cpp
 )
 
 # Only the toolkit's and the bridge's own names leave the library.

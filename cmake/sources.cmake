@@ -99,6 +99,9 @@ set(TILLVANE_SOURCES
   tillvane/files/read_file.cpp
   tillvane/files/read_file_buffered.cpp
   tillvane/files/write_file.cpp
+  tillvane/files/volume_exists.cpp
+  tillvane/files/volume_queries.cpp
+  tillvane/files/volume_rules.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -198,6 +201,9 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/read_file_buffered_test.cpp
   tillvane/files/read_file_test.cpp
   tillvane/files/write_file_test.cpp
+  tillvane/files/volume_exists_test.cpp
+  tillvane/files/volume_queries_test.cpp
+  tillvane/files/volume_rules_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp
