@@ -34,15 +34,14 @@ void RunTextFilesFamily(const Options& options, Goals* goals);
 /// Paths beside the standard library's and GLib's, matches beside fnmatch.
 void RunPathsFamily(const Options& options, Goals* goals);
 
+/// Lines and short texts of open files beside streams and bare system calls.
+void RunFilesFamily(const Options& options, Goals* goals);
+
 /// The list of processes beside libproc2's and the program ps.
 void RunProcessesFamily(const Options& options, Goals* goals);
 
 /// Commands and their output beside popen, system and bare calls.
 void RunCommandsFamily(const Options& options, Goals* goals);
-/// Lines and short texts of open files beside streams and bare system calls.
-void RunFilesFamily(const Options& options, Goals* goals);
-/// Conversions of text beside iconv and ICU.
-void RunCharsetsFamily(const Options& options, Goals* goals);
 
 /// Sockets and listeners beside bare ones and asio's.
 void RunNetFamily(const Options& options, Goals* goals);

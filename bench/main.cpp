@@ -13,20 +13,13 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily},
-    {"events", bench::RunEventsFamily},
-    {"dispatch", bench::RunDispatchFamily},
-    {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},
-    {"format", bench::RunFormatFamily},
-    {"charsets", bench::RunCharsetsFamily},
-    {"strings", bench::RunStringsFamily},
-    {"textfiles", bench::RunTextFilesFamily},
-    {"paths", bench::RunPathsFamily},
-    {"processes", bench::RunProcessesFamily},
-    {"commands", bench::RunCommandsFamily},
-    {"files", bench::RunFilesFamily},
-    {"net", bench::RunNetFamily},
+    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily}, {"paths", bench::RunPathsFamily},
+    {"files", bench::RunFilesFamily},         {"processes", bench::RunProcessesFamily},
+    {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };
 

@@ -20,8 +20,8 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/application_signature_linux.cpp
   tillvane/platform/linux/authorization_linux.cpp
-  tillvane/platform/linux/child_program_linux.cpp
   tillvane/platform/linux/block_device_linux.cpp
+  tillvane/platform/linux/child_program_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp

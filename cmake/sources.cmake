@@ -98,10 +98,10 @@ set(TILLVANE_SOURCES
   tillvane/files/process_file.cpp
   tillvane/files/read_file.cpp
   tillvane/files/read_file_buffered.cpp
-  tillvane/files/write_file.cpp
   tillvane/files/volume_exists.cpp
   tillvane/files/volume_queries.cpp
   tillvane/files/volume_rules.cpp
+  tillvane/files/write_file.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -189,6 +189,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/diag/thread_registry_test.cpp
   tillvane/files/current_directory_test.cpp
   tillvane/files/file_attributes_test.cpp
+  tillvane/files/line_reading_test.cpp
   tillvane/files/path_clean_test.cpp
   tillvane/files/path_differential_test.cpp
   tillvane/files/path_join_test.cpp
@@ -196,14 +197,13 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/path_relative_test.cpp
   tillvane/files/path_size_test.cpp
   tillvane/files/path_split_test.cpp
-  tillvane/files/line_reading_test.cpp
   tillvane/files/process_file_test.cpp
   tillvane/files/read_file_buffered_test.cpp
   tillvane/files/read_file_test.cpp
-  tillvane/files/write_file_test.cpp
   tillvane/files/volume_exists_test.cpp
   tillvane/files/volume_queries_test.cpp
   tillvane/files/volume_rules_test.cpp
+  tillvane/files/write_file_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp
