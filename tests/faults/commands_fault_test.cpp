@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
@@ -229,9 +230,15 @@ TEST_F(CommandsFault, TheSecondStreamOfAChildFailsItToo) {
 
 // What cannot be started without a shell is the shell's to start.
 TEST_F(CommandsFault, TheShellStartsWhatCouldNotBeStartedWithoutIt) {
+  // One that no shell has to read, wherever this runs.
+  std::string path = "PATH=/usr/bin:/bin", folder = "PWD=" + std::filesystem::current_path().string();
+  char* own[] = {path.data(), folder.data(), nullptr};
+  char** const inherited = std::exchange(environ, own);
   LPipeIn pipe;
   Fail("posix_spawnp", 0, ENOEXEC);
-  ASSERT_TRUE(pipe._Open("/bin/echo hi"));
+  const bool is_open = pipe._Open("/bin/echo hi");
+  environ = inherited;
+  ASSERT_TRUE(is_open);
   char text[8] = "";
   EXPECT_EQ(pipe.Read(text, sizeof text), 3U);
   EXPECT_STREQ(text, "hi\n");
