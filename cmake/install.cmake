@@ -31,6 +31,8 @@ if(TARGET tillvane-privileged-tool)
   install(TARGETS tillvane-privileged-tool RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR})
   install(CODE "set(TILLVANE_HELPER \"${CMAKE_INSTALL_LIBEXECDIR}/tillvane-privileged-tool\")
     cmake_path(ABSOLUTE_PATH TILLVANE_HELPER BASE_DIRECTORY \"\${CMAKE_INSTALL_PREFIX}\" NORMALIZE)
+    string(REPLACE \"&\" \"&amp;\" TILLVANE_HELPER \"\${TILLVANE_HELPER}\")
+    string(REPLACE \"<\" \"&lt;\" TILLVANE_HELPER \"\${TILLVANE_HELPER}\")
     configure_file(\"${PROJECT_SOURCE_DIR}/packaging/linux/system.privilege.admin.policy.in\"
       \"${PROJECT_BINARY_DIR}/system.privilege.admin.policy\" @ONLY)")
   install(FILES ${PROJECT_BINARY_DIR}/system.privilege.admin.policy

@@ -12,13 +12,16 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/environment_variable.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/file_spec.h>
 #include <tillvane/platform/native_url.h>
+#include <tillvane/system/LApplicationBundle.h>
 #include <tillvane/system/LCFBundle.h>
 #include <tillvane/system/LCFURL.h>
 #include <tillvane/system/LToFSSpec.h>
@@ -35,6 +38,7 @@ std::function<int()> on_fstat;
 std::function<ssize_t(void* buffer, size_t size)> on_read;
 std::function<char*()> on_realpath;
 std::function<int()> on_stat;
+std::function<ssize_t()> on_readlink;
 
 template <class Function>
 Function* Next(Function*, const char* name) {
@@ -72,6 +76,11 @@ char* realpath(const char* path, char* resolved) noexcept {
   return on_realpath ? on_realpath() : Next(&realpath, "realpath")(path, resolved);
 }
 
+// The standard library makes this call: it has to see the definition here.
+[[gnu::visibility("default")]] ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
+  return on_readlink ? on_readlink() : Next(&readlink, "readlink")(path, buffer, size);
+}
+
 int stat(const char* path, struct stat* info) noexcept {
   return on_stat ? on_stat() : Next(static_cast<int (*)(const char*, struct stat*)>(&stat), "stat")(path, info);
 }
@@ -90,11 +99,10 @@ class BundleFault : public testing::Test {
  protected:
   BundleFault() {
     const std::string folder = std::filesystem::canonical("/proc/self/exe").parent_path().string();
-    setenv("APPDIR", folder.c_str(), 1);
+    application_folder_.emplace("APPDIR", folder.c_str());
     list_path = folder_.Write("list", "<plist><dict><key>CFBundleVersion</key><string>2.14</string></dict></plist>");
   }
   ~BundleFault() override {
-    unsetenv("APPDIR");
     list_path.clear();
     list_descriptor = -1;
     on_open = {};
@@ -116,6 +124,7 @@ class BundleFault : public testing::Test {
   }
 
   const support::TempFolder folder_;
+  std::optional<support::EnvironmentVariable> application_folder_;
 };
 
 TEST_F(BundleFault, AListThatCannotBeReadHasNoVersion) {
@@ -154,6 +163,16 @@ TEST_F(BundleFault, AListThatGrowsForEverHasNoVersion) {
   };
   ExpectNoVersion();
   EXPECT_LT(given, size_t{2} * 1024 * 1024);
+}
+
+// Not the root's, which would be somebody else's.
+TEST(UnknownExecutable, HasNoResources) {
+  on_readlink = [] { return FailWith(EACCES); };
+  char folder[260] = "before";
+  LGetInstalledApplicationResourcesFolder(folder, sizeof folder);
+  EXPECT_STREQ(folder, "");
+  EXPECT_FALSE(LIsApplicationBundled());
+  on_readlink = {};
 }
 
 /// An untouched specification.

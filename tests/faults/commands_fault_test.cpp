@@ -20,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/environment_variable.h>
 #include <tests/support/open_descriptors.h>
 #include <tillvane/platform/authorization.h>
 #include <tillvane/platform/pipe.h>
@@ -231,14 +232,12 @@ TEST_F(CommandsFault, TheSecondStreamOfAChildFailsItToo) {
 // What cannot be started without a shell is the shell's to start.
 TEST_F(CommandsFault, TheShellStartsWhatCouldNotBeStartedWithoutIt) {
   // One that no shell has to read, wherever this runs.
-  std::string path = "PATH=/usr/bin:/bin", folder = "PWD=" + std::filesystem::current_path().string();
-  char* own[] = {path.data(), folder.data(), nullptr};
-  char** const inherited = std::exchange(environ, own);
+  const support::OwnEnvironment environment;
+  const support::EnvironmentVariable path("PATH", "/usr/bin:/bin");
+  const support::EnvironmentVariable folder("PWD", std::filesystem::current_path().c_str());
   LPipeIn pipe;
   Fail("posix_spawnp", 0, ENOEXEC);
-  const bool is_open = pipe._Open("/bin/echo hi");
-  environ = inherited;
-  ASSERT_TRUE(is_open);
+  ASSERT_TRUE(pipe._Open("/bin/echo hi"));
   char text[8] = "";
   EXPECT_EQ(pipe.Read(text, sizeof text), 3U);
   EXPECT_STREQ(text, "hi\n");

@@ -1,6 +1,9 @@
 // Memory that ends under the system's texts and URLs. The definitions here take the place of the standard library's for
 // everything that is linked into this program.
 
+#include <glib.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <functional>
 #include <new>
@@ -8,10 +11,13 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/environment_variable.h>
 #include <tests/support/units.h>
+#include <tillvane/system/LApplicationBundle.h>
 #include <tillvane/system/LCFString.h>
 #include <tillvane/system/LCFURL.h>
 #include <tillvane/system/LUnicodeString.h>
+#include <tillvane/system/LWorkspace.h>
 
 namespace {
 
@@ -101,6 +107,67 @@ TEST(NativeStringMemory, IsNotLostWhereURLsAreMade) {
               url.GetPath(path, sizeof path);
             }),
             5);
+}
+
+// Whoever catches what is thrown does not find what was there before.
+TEST(NativeStringMemory, WithoutItAnOutputIsEmpty) {
+  LCFString string;
+  string.SetString(kText.c_str());
+  LCFURL url;
+  url.CreateFromFullPath(kText.c_str());
+  const std::u16string units(kText.begin(), kText.end());
+  const LUnicodeString unicode(support::AsUnits(units.c_str()));
+  char bytes[260];
+  wchar_t wide[8];
+  LStringLong text;
+  const struct {
+    const char* name;
+    std::function<void()> write;
+    std::function<bool()> is_empty;
+  } outputs[] = {
+      {"string", [&] { string.GetString(bytes, sizeof bytes); }, [&] { return bytes[0] == '\0'; }},
+      {"wide string", [&] { string.GetString(wide, 8); }, [&] { return wide[0] == 0; }},
+      {"unicode", [&] { unicode.GetString(text); }, [&] { return text.size() == 0; }},
+      {"path", [&] { url.GetPath(bytes, sizeof bytes); }, [&] { return bytes[0] == '\0'; }},
+      {"resources", [&] { LGetInstalledApplicationResourcesFolder(bytes, sizeof bytes); },
+       [&] { return bytes[0] == '\0'; }},
+      {"nested resources", [&] { LGetInstalledApplicationNestedResourcesFolder(bytes); },
+       [&] { return bytes[0] == '\0'; }},
+  };
+  for (const auto& output : outputs) {
+    SCOPED_TRACE(output.name);
+    bytes[0] = 'x';
+    wide[0] = 'x';
+    text.GrowToSize(2);
+    text.data()[0] = 'x';
+    text.SetLength(1);
+    allocations_left = 0;
+    EXPECT_THROW(output.write(), std::bad_alloc);
+    allocations_left = -1;
+    EXPECT_TRUE(output.is_empty());
+  }
+}
+
+// A thread that asks the desktop has its own main context again afterwards. In a child: what GLib opens at its first
+// use it keeps.
+TEST(NativeStringMemory, WithoutItAThreadKeepsItsContext) {
+  const auto ask = [] {
+    const std::string address = "unix:path=/nowhere/" + std::string(100, 'x');
+    const support::EnvironmentVariable variable("DBUS_SESSION_BUS_ADDRESS", address.c_str());
+    int failures = 0;
+    for (bool is_enough = false; !is_enough; ++failures) {
+      allocations_left = failures;
+      try {
+        LRevealInFinder("/tmp");
+        is_enough = true;
+      } catch (const std::bad_alloc&) {
+      }
+      allocations_left = -1;
+      if (g_main_context_get_thread_default() != nullptr) _exit(1);
+    }
+    _exit(failures > 2 ? 0 : 2);
+  };
+  EXPECT_EXIT(ask(), testing::ExitedWithCode(0), "");
 }
 
 TEST(NativeStringMemory, WithoutItThereIsNoTextAnyMore) {

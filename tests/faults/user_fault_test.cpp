@@ -100,6 +100,20 @@ int seteuid(uid_t user) noexcept {
   return 0;
 }
 
+int setreuid(uid_t real, uid_t effective) noexcept {
+  identity->calls.push_back("setreuid " + std::to_string(real) + ' ' + std::to_string(effective));
+  if (!identity->IsRoot() && !(identity->Has(real) && identity->Has(effective))) return FailWith(EPERM);
+  identity->real = real;
+  identity->effective = identity->saved = effective;
+  return 0;
+}
+
+int setregid(gid_t real, gid_t effective) noexcept {
+  identity->calls.push_back("setregid " + std::to_string(real) + ' ' + std::to_string(effective));
+  return FailWith(EPERM);
+}
+
+gid_t getgid() noexcept { return kUsersGroup; }
 uid_t getuid() noexcept { return identity != nullptr ? identity->real : 0; }
 uid_t geteuid() noexcept { return identity != nullptr ? identity->effective : 0; }
 
@@ -227,6 +241,34 @@ TEST_F(UserFaults, RightsThatWereOnlyLentOutAreGivenUp) {
     EXPECT_EQ(identity_.calls.back(), "seteuid 0");
     EXPECT_NE(std::find(identity_.calls.begin(), identity_.calls.end(), "setgid 4712"), identity_.calls.end());
   }
+}
+
+// They do not come back where the system refuses the rest either.
+TEST_F(UserFaults, RightsThatCannotBeGivenUpAreNotTakenUp) {
+  struct Case {
+    uid_t real, effective, saved;
+    bool refuses_groups, refuses_group;
+  };
+  for (const Case& one : {Case{kUser, kUser, 0, true, false}, Case{kUser, kUser, 0, false, true},
+                          Case{0, kUser, kUser, true, false}, Case{0, kUser, kUser, false, true}}) {
+    SCOPED_TRACE(testing::Message() << one.real << ' ' << one.effective << ' ' << one.saved);
+    identity_ = {};
+    identity_.real = one.real;
+    identity_.effective = one.effective;
+    identity_.saved = one.saved;
+    identity_.refuses_groups = one.refuses_groups;
+    identity_.refuses_group = one.refuses_group;
+    EXPECT_FALSE(LSwitchToUser());
+    EXPECT_EQ(identity_.effective, kUser);
+  }
+}
+
+TEST_F(UserFaults, AnOrdinaryProcessKeepsNobodyElseInReserve) {
+  identity_.real = identity_.effective = kUser;
+  identity_.saved = kUser + 1;
+  EXPECT_TRUE(LSwitchToUser());
+  EXPECT_EQ(Users(), all_user_);
+  EXPECT_NE(std::find(identity_.calls.begin(), identity_.calls.end(), "setregid 4712 4712"), identity_.calls.end());
 }
 
 // The system lets it become again what it was, but not what it is.

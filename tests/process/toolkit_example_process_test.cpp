@@ -1,5 +1,6 @@
 // The toolkit example, as its users run it.
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/support/child_process.h>
+#include <tests/support/temp_folder.h>
 
 namespace {
 
@@ -60,6 +62,18 @@ TEST(ToolkitExample, RunsAToolAsTheAdministrator) {
   const ProcessResult result = Toolkit({"sudo", "id", "-u"});
   EXPECT_EQ(result.exit_code, 0);
   EXPECT_EQ(result.output, "0\n");
+  const support::TempFolder folder;
+  EXPECT_EQ(Toolkit({"sudo", "touch", folder.File("made")}).exit_code, 0);
+  struct stat made;
+  ASSERT_EQ(stat(folder.File("made").c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777, 0644u) << "although the program's own mask is 0";
+  folder.Write("script", "echo no sign\n");
+  chmod(folder.File("script").c_str(), 0755);
+  EXPECT_EQ(Toolkit({"sudo", folder.File("script")}).exit_code, 1) << "what only a shell would run";
+  folder.Write("script", "#! /nowhere/sh -e\n");
+  EXPECT_EQ(Toolkit({"sudo", folder.File("script")}).exit_code, 1) << "an interpreter that is not there";
+  folder.Write("script", "#! /bin/sh -e\necho $0 $1\n");
+  EXPECT_EQ(Toolkit({"sudo", folder.File("script"), "x"}).output, folder.File("script") + " x\n");
   const ProcessResult missing = Toolkit({"sudo", "/nowhere/tool"});
   EXPECT_EQ(missing.exit_code, 1);
   EXPECT_THAT(missing.errors, HasSubstr("not allowed"));

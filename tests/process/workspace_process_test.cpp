@@ -106,11 +106,28 @@ TEST_F(WorkspaceFileManager, ShowsAFileByItsURI) {
       {"/a/./b/../c//d", "file:///a/c/d"},
       {"/not utf-8 \xFF", "file:///not%20utf-8%20%FF"},
       {"/'quotes\"", "file:///'quotes%22"},
+      {"//tmp", "file:///tmp"},
+      {"//nowhere/x", "file:///nowhere/x"},
+      {"/usr/", "file:///usr"},
   };
   for (const auto& c : cases) {
     Report report = Ask({SessionBus(bus_.Address())}, {"reveal", c.path});
     EXPECT_EQ(report["revealed"], "1") << c.path;
     EXPECT_THAT(Seen(), HasSubstr(std::string("ShowItems [\"") + c.uri + "\"] \"\"\n"));
+  }
+}
+
+// Steps are taken where the system takes them, and a link is shown as one.
+TEST_F(WorkspaceFileManager, ShowsAFileBehindLinks) {
+  Serve("answer");
+  const support::TempFolder folder;
+  const std::string root = fs::canonical(folder.Path()).string();
+  fs::create_directories(root + "/real/deep");
+  fs::create_directory_symlink(root + "/real/deep", root + "/link");
+  for (const auto& [path, shown] : {std::pair("/link/../x", "/real/x"), std::pair("/link", "/link"),
+                                    std::pair("/link/..", "/real"), std::pair("/link/x", "/real/deep/x")}) {
+    EXPECT_EQ(Ask({SessionBus(bus_.Address())}, {"reveal", root + path})["revealed"], "1") << path;
+    EXPECT_THAT(Seen(), HasSubstr("[\"file://" + root + shown + "\"]")) << path;
   }
 }
 
@@ -236,8 +253,9 @@ class WorkspaceContacts : public testing::Test {
   /// An application that leaves a note of how it was started.
   void AddApplication(const std::string& name, const std::string& types, const std::string& more = {}) {
     const std::string program = root_ + '/' + name + ".sh";
-    Write('/' + name + ".sh", "#!/bin/sh\n{ echo \"$0 $*\"; umask; ps -o sid= -p $$ | tr -d ' '; } >\"" + Note(name) +
-                                  ".new\"\nmv \"" + Note(name) + ".new\" \"" + Note(name) + "\"\necho chatter\n");
+    Write('/' + name + ".sh", "#!/bin/sh\n{ echo \"$0 $*\"; umask; ps -o sid= -p $$ | tr -d ' '; pwd; } >\"" +
+                                  Note(name) + ".new\"\nmv \"" + Note(name) + ".new\" \"" + Note(name) +
+                                  "\"\necho chatter\n");
     EXPECT_EQ(chmod(program.c_str(), 0700), 0);
     AddEntry(name, types, "Exec=" + program + " --contacts %U\n" + more);
   }
@@ -283,10 +301,20 @@ TEST_F(WorkspaceContacts, AreForTheApplicationThatDealsWithThem) {
   EXPECT_EQ(report["status"], "0");
   EXPECT_EQ(report["umask"], "0") << "the application's own";
   const Texts note = WaitForNote("book");
-  ASSERT_EQ(note.size(), 3u);
+  ASSERT_EQ(note.size(), 4u);
   EXPECT_EQ(note[0], root_ + "/book.sh --contacts");
   EXPECT_EQ(note[1], "0022");
   EXPECT_NE(note[2], report["session"]);
+  EXPECT_NE(note[3], fs::current_path()) << "which it would keep busy";
+}
+
+TEST_F(WorkspaceContacts, BeginInTheFolderOfTheirApplication) {
+  fs::create_directory(root_ + "/begin");
+  AddApplication("book", "text/vcard;", "Path=" + root_ + "/begin\n");
+  EXPECT_EQ(Open()["status"], "0");
+  const Texts note = WaitForNote("book");
+  ASSERT_EQ(note.size(), 4u);
+  EXPECT_EQ(note[3], root_ + "/begin");
 }
 
 TEST_F(WorkspaceContacts, AreTheUsersChoiceBeforeAll) {
@@ -295,7 +323,7 @@ TEST_F(WorkspaceContacts, AreTheUsersChoiceBeforeAll) {
   for (const auto& [chosen, passed_over] : {std::pair("other", "book"), std::pair("book", "other")}) {
     SetDefault("text/vcard", chosen);
     EXPECT_EQ(Open()["status"], "0");
-    EXPECT_EQ(WaitForNote(chosen).size(), 3u);
+    EXPECT_EQ(WaitForNote(chosen).size(), 4u);
     EXPECT_FALSE(fs::exists(Note(passed_over)));
     fs::remove(Note(chosen));
   }
@@ -306,14 +334,14 @@ TEST_F(WorkspaceContacts, AreNotOpenedByWhatOpensAnyText) {
   EXPECT_EQ(Open()["status"], "-10814");
   AddApplication("book", "text/x-vcard;");
   EXPECT_EQ(Open()["status"], "0");
-  EXPECT_EQ(WaitForNote("book").size(), 3u);
+  EXPECT_EQ(WaitForNote("book").size(), 4u);
   EXPECT_FALSE(fs::exists(Note("editor")));
 }
 
 TEST_F(WorkspaceContacts, HaveSeveralTypes) {
   AddApplication("book", "text/directory;");
   EXPECT_EQ(Open()["status"], "0");
-  EXPECT_EQ(WaitForNote("book").size(), 3u);
+  EXPECT_EQ(WaitForNote("book").size(), 4u);
 }
 
 TEST_F(WorkspaceContacts, OfNobodyHaveAStatus) {
@@ -340,7 +368,7 @@ TEST_F(WorkspaceContacts, DoNotWaitForTheBus) {
   Report report = Open(SessionBus(bus.Address()));
   EXPECT_EQ(report["status"], "0");
   EXPECT_LT(std::stoll("0" + report["ms"]), support::kAtOnceMs);
-  EXPECT_EQ(WaitForNote("book").size(), 3u);
+  EXPECT_EQ(WaitForNote("book").size(), 4u);
 }
 
 TEST_F(WorkspaceContacts, NeedDescriptors) {

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace support {
 
@@ -30,6 +33,21 @@ class EnvironmentVariable {
 
   const std::string name_;
   std::optional<std::string> before_;
+};
+
+/// Nothing of this process's environment, for as long as this lives. Variables that are set meanwhile go with it.
+class OwnEnvironment {
+ public:
+  OwnEnvironment() : inherited_(std::exchange(environ, nullptr)) {}
+  ~OwnEnvironment() {
+    clearenv();
+    environ = inherited_;
+  }
+  OwnEnvironment(const OwnEnvironment&) = delete;
+  OwnEnvironment& operator=(const OwnEnvironment&) = delete;
+
+ private:
+  char** const inherited_;
 };
 
 }  // namespace support

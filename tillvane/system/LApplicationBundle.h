@@ -13,7 +13,7 @@
 /// \param capacity bytes that `dest` can hold; 0 writes nothing
 TILLVANE_API void LGetInstalledApplicationResourcesFolder(char* dest, unsigned long capacity);
 
-/// Writes the folder "resources" in the folder above.
+/// Writes the folder "resources" in the folder above; where there is none above, the relative path "resources".
 /// \param dest room for 260 bytes; what does not fit is cut
 TILLVANE_API void LGetInstalledApplicationNestedResourcesFolder(char* dest);
 

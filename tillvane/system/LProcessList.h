@@ -13,9 +13,8 @@ extern TILLVANE_API int gGuiUid;
 
 /// Lists all processes that this one may see, with their names (`kp_proc.p_comm`, terminated) and numbers
 /// (`kp_proc.p_pid`). A process that ends meanwhile may be missing.
-/// \param list receives the records, which the caller frees with `free`; null when there are none. Look at it before
-/// the
-///   count: without memory it is null, and the count is what there would have been room for.
+/// \param list receives the records, which the caller frees with `free`; null when it cannot be read. Look at it
+///   before the count: without memory it is null too, and the count is what there would have been room for.
 /// \return how many there are; 0 when the system does not tell
 TILLVANE_API unsigned int LGetBSDProcessList(kinfo_proc** list);
 

@@ -24,6 +24,9 @@ TILLVANE_API void LUnixExecutableGetAbsolutePath(char* dest, const char* name);
 /// Runs a tool with the administrator's rights, for which the system asks the user: the right is named
 /// "system.privilege.admin". A process that has them already is not asked.
 ///
+/// The files that it makes are nobody else's to write (mask 022), but where the package's helper is missing and this
+/// process is root: then the mask is this process's.
+///
 /// The tool begins in the current folder with an environment of the system's choice, not this process's, an empty
 /// standard input and this process's standard error. It is never a shell that reads its arguments. It may go on after
 /// the answer; its exit code is not looked at.

@@ -15,7 +15,8 @@ TILLVANE_API bool LSwitchToRoot();
 /// its first 259 bytes.
 ///
 /// A process with root's rights loses them for good: it takes over the user's groups, gives up its own, then its user,
-/// and makes sure that root cannot come back. An ordinary process can only become who it is, and keeps its groups.
+/// and makes sure that root cannot come back. An ordinary process can only become who it is, and keeps its
+/// supplementary groups; what its executable's owner or group had lent it is given up.
 /// \return false when there is no such user, or the system refuses; what was given up until then stays so
 TILLVANE_API bool LSwitchToUser();
 

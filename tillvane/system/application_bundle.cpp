@@ -10,12 +10,14 @@ constexpr unsigned long kPathSize = 260;
 }  // namespace
 
 void LGetInstalledApplicationResourcesFolder(char* dest, unsigned long capacity) {
+  if (capacity > 0) dest[0] = '\0';
   LCFURL folder;
   folder.CreateFromApplicationBundleResourcesFolder();
   folder.GetPath(dest, capacity);
 }
 
 void LGetInstalledApplicationNestedResourcesFolder(char* dest) {
+  dest[0] = '\0';
   char folder[kPathSize];
   LGetInstalledApplicationResourcesFolder(folder, sizeof folder);
   LFile::_MakeFilePath(dest, folder, "resources", "");

@@ -46,6 +46,7 @@ void LCFString::GetString(LStringLongTemplate<char>& text) const {
 
 void LCFString::GetString(char* dest, unsigned long capacity) const {
   if (capacity == 0) return;
+  dest[0] = '\0';
   LStringLong text;
   GetString(text);
   utf8strlcpy(dest, text.c_str(), capacity);
@@ -66,6 +67,7 @@ void LCFString::GetString(LStringLongTemplate<wchar_t>& text) const {
 
 void LCFString::GetString(wchar_t* dest, unsigned long capacity) const {
   if (capacity == 0) return;
+  dest[0] = 0;
   LStringLongTemplate<wchar_t> text;
   GetString(text);
   const unsigned long length = std::min<unsigned long>(text.size(), capacity - 1);

@@ -42,6 +42,7 @@ bool LCFURL::CreateFromApplicationBundleResourcesFolder() {
 }
 
 bool LCFURL::GetPath(char* dest, unsigned long capacity) const {
+  if (capacity > 0) dest[0] = '\0';
   const LCFString path(url_ != nullptr ? platform::URLFileSystemPath(url_) : nullptr);
   path.GetString(dest, capacity);
   return path.Get() != nullptr;

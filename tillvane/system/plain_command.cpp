@@ -16,27 +16,29 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t";
 
-// What one of dash, bash, ksh, mksh, zsh or busybox takes for its own, in the order of its bytes.
+// What one of dash, bash, ksh, mksh, zsh or busybox takes for its own, in the order of its bytes. `which` is missing on
+// purpose: zsh's own gives the same answer for a program.
 constexpr std::string_view kShellsOwn[] = {
-    ".",          "alias",   "autoload",  "bg",      "bind",      "break",   "builtin",   "caller",    "case",
-    "cat",        "cd",      "chdir",     "command", "compctl",   "compgen", "complete",  "compopt",   "continue",
-    "coproc",     "declare", "dirs",      "disown",  "do",        "done",    "echo",      "elif",      "else",
-    "emulate",    "enable",  "end",       "esac",    "eval",      "exec",    "exit",      "export",    "false",
-    "fc",         "fg",      "fi",        "float",   "for",       "foreach", "function",  "functions", "getconf",
-    "getln",      "getopts", "global",    "hash",    "help",      "hist",    "history",   "if",        "in",
-    "integer",    "jobs",    "kill",      "let",     "limit",     "local",   "login",     "logout",    "mapfile",
-    "mknod",      "nameref", "namespace", "newgrp",  "nocorrect", "noglob",  "nohup",     "popd",      "print",
-    "printf",     "pushd",   "pushln",    "pwd",     "r",         "read",    "readarray", "readonly",  "realpath",
-    "redirect",   "rehash",  "rename",    "repeat",  "return",    "sched",   "select",    "set",       "setopt",
-    "shift",      "shopt",   "sleep",     "source",  "stop",      "suspend", "test",      "then",      "time",
-    "times",      "trap",    "true",      "ttyctl",  "type",      "typeset", "ulimit",    "umask",     "unalias",
-    "unfunction", "unhash",  "unlimit",   "unset",   "unsetopt",  "until",   "vared",     "wait",      "whence",
-    "where",      "while",   "zle",       "zmodload"};
+    ".",        "alias",     "autoload", "bg",       "bind",       "bindkey", "break",     "builtin", "bye",
+    "caller",   "case",      "cat",      "cd",       "chdir",      "command", "compctl",   "compgen", "complete",
+    "compopt",  "continue",  "coproc",   "declare",  "dirs",       "disable", "disown",    "do",      "done",
+    "echo",     "elif",      "else",     "emulate",  "enable",     "end",     "esac",      "eval",    "exec",
+    "exit",     "export",    "false",    "fc",       "fg",         "fi",      "float",     "for",     "foreach",
+    "function", "functions", "getconf",  "getln",    "getopts",    "global",  "hash",      "help",    "hist",
+    "history",  "if",        "in",       "integer",  "jobs",       "kill",    "let",       "limit",   "local",
+    "log",      "login",     "logout",   "mapfile",  "mknod",      "nameref", "namespace", "newgrp",  "nocorrect",
+    "noglob",   "nohup",     "popd",     "print",    "printf",     "pushd",   "pushln",    "pwd",     "r",
+    "read",     "readarray", "readonly", "realpath", "redirect",   "rehash",  "rename",    "repeat",  "return",
+    "sched",    "select",    "set",      "setopt",   "shift",      "shopt",   "sleep",     "source",  "stop",
+    "suspend",  "test",      "then",     "time",     "times",      "trap",    "true",      "ttyctl",  "type",
+    "typeset",  "ulimit",    "umask",    "unalias",  "unfunction", "unhash",  "unlimit",   "unset",   "unsetopt",
+    "until",    "vared",     "wait",     "whence",   "where",      "while",   "zle",       "zmodload"};
 static_assert(std::is_sorted(std::begin(kShellsOwn), std::end(kShellsOwn)));
 
 // Variables that a shell sets for itself where it finds them, or that say how it reads.
-constexpr std::string_view kShellsVariables[] = {"BASHOPTS", "BASH_ENV", "ENV",  "IFS",
-                                                 "LINENO",   "OPTIND",   "PPID", "SHELLOPTS"};
+constexpr std::string_view kShellsVariables[] = {
+    "BASHOPTS", "BASH_ENV", "ENV",  "EPOCHREALTIME", "EPOCHSECONDS", "HISTCMD", "IFS",       "LINENO",
+    "OPTERR",   "OPTIND",   "PPID", "PS4",           "RANDOM",       "SECONDS", "SHELLOPTS", "SRANDOM"};
 
 bool IsLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -77,8 +79,14 @@ bool IsPlainPath() {
 bool IsCurrentFolderKnown() {
   const char* const folder = std::getenv("PWD");
   struct stat named, current;
-  return folder != nullptr && *folder == '/' && stat(folder, &named) == 0 && stat(".", &current) == 0 &&
-         named.st_dev == current.st_dev && named.st_ino == current.st_ino;
+  if (folder == nullptr || *folder != '/') return false;
+  const std::string_view path(folder);
+  for (const char* detour : {"//", "/./", "/../"}) {
+    if (path.find(detour) != std::string_view::npos) return false;
+  }
+  if (path.ends_with("/.") || path.ends_with("/..") || (path.ends_with('/') && path.size() > 1)) return false;
+  return stat(folder, &named) == 0 && stat(".", &current) == 0 && named.st_dev == current.st_dev &&
+         named.st_ino == current.st_ino;
 }
 
 }  // namespace

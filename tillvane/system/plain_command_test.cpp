@@ -37,9 +37,10 @@ std::string CurrentFolder() {
   return getcwd(path, sizeof path) != nullptr ? path : "";
 }
 
-/// An environment in which nothing keeps a command from being plain, but for what this process has.
+/// An environment in which nothing keeps a command from being plain.
 class PlainCommand : public testing::Test {
  protected:
+  const support::OwnEnvironment environment_;
   const EnvironmentVariable path_{"PATH", "/usr/bin:/bin"};
   const EnvironmentVariable folder_{"PWD", CurrentFolder().c_str()};
 };

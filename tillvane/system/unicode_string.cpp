@@ -7,6 +7,7 @@ namespace {
 
 template <class T>
 void Convert(const unsigned short* units, LStringLongTemplate<T>& text) {
+  text.SetLength(0);
   const LCFString string(units != nullptr ? platform::StringFromUnits(units, lstrlen(units)) : nullptr);
   string.GetString(text);
 }

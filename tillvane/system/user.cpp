@@ -62,13 +62,24 @@ bool Become(const passwd& user) {
 /// Where it can, it has: the process acts as root then.
 bool ComesRootBack() { return seteuid(0) == 0; }
 
+/// Leaves the identities that a process has in reserve: what an ordinary one may do by itself. The user's answer
+/// counts; a group that is not to be had was none of root's.
+bool DropReserves(uid_t user) {
+  const gid_t group = getgid();
+  static_cast<void>(setregid(group, group));
+  return setreuid(user, user) == 0;
+}
+
 /// Becomes a user who is not root, so that root does not come back.
 bool BecomeForGood(const passwd& user) {
+  const bool was_root = geteuid() == 0;
   if (!Become(user)) return false;
-  if (!ComesRootBack()) return true;
+  if (!ComesRootBack()) return was_root || DropReserves(user.pw_uid);
   // It had only lent its rights out, or had one of root's rights by another name. As root it can leave all of them.
   if (Become(user) && !ComesRootBack()) return true;
+  // It does not act as root where it did not before, whatever the system refuses.
   Become(user);
+  if (geteuid() == 0) static_cast<void>(seteuid(user.pw_uid));
   return false;
 }
 

@@ -9,10 +9,4 @@ TEST(Workspace, NothingIsNotRevealed) {
   EXPECT_FALSE(LRevealInFinder(""));
 }
 
-// There for hosts that call them.
-TEST(Workspace, PanesAreCalled) {
-  LOpenSoundPane();
-  LOpenUniversalAccessPane();
-}
-
 }  // namespace

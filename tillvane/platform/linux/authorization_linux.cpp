@@ -89,8 +89,9 @@ void Append(std::vector<char*>* words, char* const* arguments) {
 
 // --- Tools that still run when nobody reads on ---
 
-/// Nobody waits for a tool. Those that have ended are reaped when the next one starts or is left. No lock and no
-/// memory: a fork or a lack of it harms nothing.
+/// Nobody waits for a tool. Those that have ended are reaped when the next one starts or is left; of more than 1024 at
+/// a time the rest stay the system's until this process ends. No lock and no memory: a fork or a lack of it harms
+/// nothing.
 class RunningTools {
  public:
   void Add(int process) {
@@ -108,7 +109,7 @@ class RunningTools {
   }
 
  private:
-  std::array<std::atomic<int>, 64> processes_{};
+  std::array<std::atomic<int>, 1024> processes_{};
 };
 
 constinit RunningTools running_tools;
@@ -136,19 +137,20 @@ class Descriptor {
   int descriptor_;
 };
 
+/// \param helper empty where there is none: then the tool itself is started, with this process's file-creation mask
 /// \return the process, -1 when it could not be started
-int StartAsRoot(const char* tool, char* const* arguments, ChildProgram child) {
+int StartAsRoot(const std::string& helper, const char* tool, char* const* arguments, ChildProgram child) {
   std::vector<char*> words = {const_cast<char*>(tool)};
+  if (!helper.empty()) words.insert(words.begin(), const_cast<char*>(helper.c_str()));
   Append(&words, arguments);
-  child.program = tool;
+  child.program = words.front();
   child.arguments = words.data();
   child.environment = const_cast<char* const*>(kToolEnvironment);
   return StartProgram(child);
 }
 
 /// pkexec asks about the process that started it, which has to be there still: it is our own child. \return as above
-int StartThroughPkexec(const char* tool, char* const* arguments, ChildProgram child) {
-  const std::string helper = FindHelper();
+int StartThroughPkexec(const std::string& helper, const char* tool, char* const* arguments, ChildProgram child) {
   if (helper.empty()) return -1;
   const std::vector<std::string> texts = {"pkexec", "--keep-cwd", helper, tool}, variables = PkexecEnvironment();
   std::vector<char*> words = Pointers(texts), environment = Pointers(variables);
@@ -164,14 +166,14 @@ int StartThroughPkexec(const char* tool, char* const* arguments, ChildProgram ch
   return process;
 }
 
-/// Waits for the first byte of output, or its end. \return whether it is there
+/// Waits for the first byte of output, or its end. \return whether it is the helper's
 bool ReadStartByte(int output) {
   char byte;
   ssize_t count;
   do {
     count = read(output, &byte, 1);
   } while (count < 0 && errno == EINTR);
-  return count == 1;
+  return count == 1 && byte == kStartByte;
 }
 
 /// What pkexec says by its exit code when the helper has not written its byte.
@@ -194,10 +196,16 @@ Authorization StartPrivilegedTool(const char* tool, char* const* arguments, Priv
   child.output = write_end.Get();
   // A program that has the rights without its user having them does not decide for him.
   const bool is_root = getuid() == 0 && geteuid() == 0;
-  const int process = is_root ? StartAsRoot(tool, arguments, child) : StartThroughPkexec(tool, arguments, child);
+  const std::string helper = FindHelper();
+  const int process =
+      is_root ? StartAsRoot(helper, tool, arguments, child) : StartThroughPkexec(helper, tool, arguments, child);
   if (process < 0) return Authorization::kFailed;
   write_end.Close();
-  if (!is_root && !ReadStartByte(read_end.Get())) return Outcome(WaitForProgram(process));
+  const bool says_started = !helper.empty();
+  if (says_started && !ReadStartByte(read_end.Get())) {
+    read_end.Close();
+    return Outcome(WaitForProgram(process));
+  }
   *started = {read_end.Take(), process};
   return Authorization::kStarted;
 }

@@ -182,10 +182,9 @@ TEST(InfoPlist, XMLHasNotTooManyEntities) {
 
 TEST(InfoPlist, ABinaryListIsNotTooDeep) {
   const auto nested = [](std::uint64_t depth) {
+    // The keys come first, then their values.
     std::vector<std::string> objects = {Object(0xD, 2, References({1, 3, 2, 4})), Ascii(kKey), Ascii("2.14"),
                                         Ascii("a")};
-    // The keys come first, then their values.
-    objects[0] = Object(0xD, 2, References({1, 3, 2, 4}));
     for (std::uint64_t i = 0; i < depth; ++i) objects.push_back(Array({5 + i}));
     objects.push_back(Array({}));
     return Binary(objects);

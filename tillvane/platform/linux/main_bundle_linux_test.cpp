@@ -10,11 +10,14 @@
 #include <fstream>
 #include <string>
 
+#include <tests/support/environment_variable.h>
+#include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/main_bundle_linux.h>
 
 namespace {
 
 using platform::MainBundleOf;
+using support::EnvironmentVariable;
 
 TEST(MainBundle, FoundFromTheExecutable) {
   const struct {
@@ -82,23 +85,10 @@ TEST(MainBundle, HasItsInformationWhereTheBundleIsAFolder) {
   }
 }
 
-/// $APPDIR for as long as this lives.
-class ApplicationFolderVariable {
- public:
-  explicit ApplicationFolderVariable(const char* value) {
-    if (const char* before = getenv("APPDIR")) before_ = before;
-    value == nullptr ? unsetenv("APPDIR") : setenv("APPDIR", value, 1);
-  }
-  ~ApplicationFolderVariable() { before_.empty() ? unsetenv("APPDIR") : setenv("APPDIR", before_.c_str(), 1); }
-
- private:
-  std::string before_;
-};
-
 std::string FolderOfThisTest() { return std::filesystem::canonical("/proc/self/exe").parent_path().string(); }
 
 TEST(MainBundle, OfThisProcess) {
-  const ApplicationFolderVariable unset(nullptr);
+  const EnvironmentVariable unset("APPDIR", nullptr);
   EXPECT_EQ(platform::ExecutablePath(), std::filesystem::canonical("/proc/self/exe").string());
   EXPECT_EQ(platform::MainBundlePath(), FolderOfThisTest());
   EXPECT_EQ(platform::MainBundleResourcesPath(), FolderOfThisTest());
@@ -109,31 +99,17 @@ TEST(MainBundle, ApplicationFolderIsResolved) {
   const std::string parent = std::filesystem::path(FolderOfThisTest()).parent_path().string();
   if (parent == "/") GTEST_SKIP() << "the test lies directly in a folder of the root";
   const std::string roundabout = FolderOfThisTest() + "/.././";
-  const ApplicationFolderVariable variable(roundabout.c_str());
+  const EnvironmentVariable variable("APPDIR", roundabout.c_str());
   EXPECT_EQ(platform::MainBundlePath(), parent);
   EXPECT_EQ(platform::MainBundleResourcesPath(), parent);
 }
 
 TEST(MainBundle, ApplicationFolderThatSaysNothingIsPassedOver) {
   for (const char* value : {"", ".", "..", "/", "//", "/usr/..", "/no/such/folder", "/proc"}) {
-    const ApplicationFolderVariable variable(value);
+    const EnvironmentVariable variable("APPDIR", value);
     EXPECT_EQ(platform::MainBundlePath(), FolderOfThisTest()) << value;
   }
 }
-
-/// A folder that is removed in the end.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "main_bundle_XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-    path_ = std::filesystem::canonical(path_).string();
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 /// Runs a copy of this test under another name, which changes its own file and answers whether it still knows its path.
 bool KnowsItsPath(const std::string& copy, const char* change) {
@@ -170,7 +146,7 @@ TEST(MainBundle, DISABLED_WhoseFileChanges) {
 }
 
 TEST(MainBundle, NameStaysWhenTheExecutableIsReplacedOrRemoved) {
-  const TemporaryFolder folder;
+  const support::TempFolder folder;
   for (const char* change : {"replaced", "removed", "imitated"}) {
     EXPECT_TRUE(KnowsItsPath(folder.Path() + "/host", change)) << change;
   }

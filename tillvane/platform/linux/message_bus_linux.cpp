@@ -118,14 +118,18 @@ class Stragglers {
   static bool Settle() {
     const std::lock_guard lock(Get().mutex_);
     auto& loops = Get().loops_;
+    loops.reserve(2 * kMost);
     loops.erase(std::remove_if(loops.begin(), loops.end(), [](const auto& loop) { return loop->Settle(); }),
                 loops.end());
     return loops.size() < kMost;
   }
 
-  static void Add(std::unique_ptr<PrivateLoop> loop) {
+  static void Add(std::unique_ptr<PrivateLoop> loop) noexcept {
     const std::lock_guard lock(Get().mutex_);
-    Get().loops_.push_back(std::move(loop));
+    auto& loops = Get().loops_;
+    // Many threads at once may come beyond what there is room for: better lost than freed under a call.
+    if (loops.size() < loops.capacity()) loops.push_back(std::move(loop));
+    static_cast<void>(loop.release());
   }
 
  private:
@@ -138,6 +142,20 @@ class Stragglers {
 
   std::mutex mutex_;
   std::vector<std::unique_ptr<PrivateLoop>> loops_;
+};
+
+/// Gives the calling thread its old default context back at its end, whatever is thrown until then.
+class LoopLeft {
+ public:
+  explicit LoopLeft(std::unique_ptr<PrivateLoop>& loop) : loop_(loop) {}
+  ~LoopLeft() {
+    if (!loop_->Leave()) Stragglers::Add(std::move(loop_));
+  }
+  LoopLeft(const LoopLeft&) = delete;
+  LoopLeft& operator=(const LoopLeft&) = delete;
+
+ private:
+  std::unique_ptr<PrivateLoop>& loop_;
 };
 
 /// GLib's sockets ignore SIGPIPE for the whole process from the first one on, though on Linux they never raise it. The
@@ -217,15 +235,12 @@ std::string SessionBusAddress() {
 bool AskMessageBus(std::string (*address)(), unsigned int ms, const std::function<bool(MessageBus& bus)>& request) {
   if (!HasDescriptorsForGlib() || !Stragglers::Settle()) return false;
   PrepareSockets();
+  const std::string place = address();
+  if (place.empty()) return false;
   auto loop = std::make_unique<PrivateLoop>(ms);
-  const auto ask = [&] {
-    const std::string place = address();
-    MessageBus bus(*loop);
-    return !place.empty() && bus.Connect(place) && request(bus);
-  };
-  const bool answer = ask();
-  if (!loop->Leave()) Stragglers::Add(std::move(loop));
-  return answer;
+  const LoopLeft left(loop);
+  MessageBus bus(*loop);
+  return bus.Connect(place) && request(bus);
 }
 
 bool HasDescriptorsForGlib() {

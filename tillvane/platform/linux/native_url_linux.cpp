@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include <tillvane/platform/linux/main_bundle_linux.h>
 #include <tillvane/platform/main_bundle.h>
 #include <tillvane/platform/native_string.h>
 
@@ -20,7 +21,10 @@ CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
   return text.empty() ? nullptr : new NativeURL{text, is_folder};
 }
 
-CFURLRef MainBundleResourcesURL() { return new NativeURL{MainBundleResourcesPath(), true}; }
+CFURLRef MainBundleResourcesURL() {
+  // Without an executable that could be told, the bundle would be the root folder.
+  return ExecutablePath().empty() ? nullptr : new NativeURL{MainBundleResourcesPath(), true};
+}
 
 CFStringRef URLFileSystemPath(CFURLRef url) { return StringFromUTF8(url->path.c_str()); }
 

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <tillvane/platform/linux/launch_arguments_linux.h>
@@ -25,11 +27,22 @@ constexpr OSStatus kNotStarted = -10810;
 /// What an address book deals with, by the names that are in use.
 constexpr const char* kContactTypes[] = {"text/vcard", "text/x-vcard", "text/directory"};
 
+/// The path that the system means, but a link at its end stays one; where that is not to be had, the path's own steps.
+std::string AbsolutePath(const std::filesystem::path& path) {
+  const std::filesystem::path name = path.filename();
+  const bool is_step = name.empty() || name == "." || name == "..";
+  std::error_code error;
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  const std::filesystem::path resolved = std::filesystem::canonical(is_step ? path : folder, error);
+  if (!error) return is_step ? resolved.string() : (resolved / name).string();
+  const std::string absolute = Owned<gchar>(g_canonicalize_filename(path.c_str(), nullptr)).get();
+  return absolute.substr(std::min(absolute.find_first_not_of('/'), absolute.size()) - 1);
+}
+
 /// \return null when there is none
 Owned<gchar> FileURI(const char* path) {
   if (path == nullptr || path[0] == '\0') return nullptr;
-  const Owned<gchar> absolute(g_canonicalize_filename(path, nullptr));
-  return Owned<gchar>(g_filename_to_uri(absolute.get(), nullptr, nullptr));
+  return Owned<gchar>(g_filename_to_uri(AbsolutePath(path).c_str(), nullptr, nullptr));
 }
 
 bool ShowItem(MessageBus& bus, const char* uri) {
@@ -78,14 +91,25 @@ void MakeIndependent(gpointer) {
   if (before != 0) umask(before);
 }
 
+/// The folder that an application wants to begin in, else the home: not this process's, which it would keep busy.
+std::string FolderToBeginIn(GAppInfo* application) {
+  Owned<gchar> wanted;
+  if (G_IS_DESKTOP_APP_INFO(application) != FALSE) {
+    wanted.reset(g_desktop_app_info_get_string(G_DESKTOP_APP_INFO(application), "Path"));
+  }
+  const std::string folder = wanted && wanted.get()[0] == '/' ? wanted.get() : g_get_home_dir();
+  return g_file_test(folder.c_str(), G_FILE_TEST_IS_DIR) != FALSE ? folder : "/";
+}
+
 /// The application is nobody's child, and does not write where this process writes.
-bool Start(std::vector<std::string> arguments) {
+bool Start(std::vector<std::string> arguments, const std::string& folder) {
   std::vector<gchar*> vector;
   for (std::string& argument : arguments) vector.push_back(argument.data());
   vector.push_back(nullptr);
   constexpr auto flags =
       static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL | G_SPAWN_STDERR_TO_DEV_NULL);
-  return g_spawn_async(nullptr, vector.data(), nullptr, flags, &MakeIndependent, nullptr, nullptr, nullptr) != FALSE;
+  return g_spawn_async(folder.c_str(), vector.data(), nullptr, flags, &MakeIndependent, nullptr, nullptr, nullptr) !=
+         FALSE;
 }
 
 }  // namespace
@@ -104,7 +128,7 @@ OSStatus OpenAddressBook() {
   // process when the bus ends.
   const char* const command = g_app_info_get_commandline(application.get());
   std::vector<std::string> arguments = LaunchArguments(command != nullptr ? command : "");
-  return !arguments.empty() && Start(std::move(arguments)) ? 0 : kNotStarted;
+  return !arguments.empty() && Start(std::move(arguments), FolderToBeginIn(application.get())) ? 0 : kNotStarted;
 }
 
 }  // namespace platform
