@@ -26,6 +26,8 @@ void RunStringsFamily(const Options& options, Goals* goals);
 
 /// Whole text files beside streams and bare system calls.
 void RunTextFilesFamily(const Options& options, Goals* goals);
+/// Paths beside the standard library's and GLib's, matches beside fnmatch.
+void RunPathsFamily(const Options& options, Goals* goals);
 /// Conversions of text beside iconv and ICU.
 void RunCharsetsFamily(const Options& options, Goals* goals);
 

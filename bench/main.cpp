@@ -13,11 +13,17 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
-    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
-    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
-    {"textfiles", bench::RunTextFilesFamily}, {"net", bench::RunNetFamily},
+    {"signal", bench::RunSignalFamily},
+    {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},
+    {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},
+    {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},
+    {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily},
+    {"paths", bench::RunPathsFamily},
+    {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };
 

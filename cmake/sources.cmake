@@ -67,7 +67,14 @@ set(TILLVANE_SOURCES
   tillvane/diag/status_slot.cpp
   tillvane/diag/thread_names.cpp
   tillvane/diag/thread_registry.cpp
+  tillvane/files/current_directory.cpp
   tillvane/files/file_attributes.cpp
+  tillvane/files/path_clean.cpp
+  tillvane/files/path_join.cpp
+  tillvane/files/path_match.cpp
+  tillvane/files/path_relative.cpp
+  tillvane/files/path_size.cpp
+  tillvane/files/path_split.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -133,7 +140,15 @@ set(TILLVANE_TEST_SOURCES
   tillvane/diag/thread_names_test.cpp
   tillvane/diag/thread_registry_stress_test.cpp
   tillvane/diag/thread_registry_test.cpp
+  tillvane/files/current_directory_test.cpp
   tillvane/files/file_attributes_test.cpp
+  tillvane/files/path_clean_test.cpp
+  tillvane/files/path_differential_test.cpp
+  tillvane/files/path_join_test.cpp
+  tillvane/files/path_match_test.cpp
+  tillvane/files/path_relative_test.cpp
+  tillvane/files/path_size_test.cpp
+  tillvane/files/path_split_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp

@@ -3,8 +3,115 @@
 #include <tillvane/export.h>
 
 /// Files by their paths: all of it is static. A path is terminated bytes as the system takes them.
+///
+/// The operations on paths only look at the bytes; but for the current directory, none of them asks the system. An
+/// output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is longer is cut
+/// without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together, '/' is written.
+/// No pointer may be null. Nothing is allocated. Any thread, several at once.
 class TILLVANE_API LFile {
  public:
+  // --- Taking a path apart; the output may be the path itself ---
+
+  /// The folder without a separator at its end: '/a/b' of '/a/b/c' and of '/a/b/', '/' of '/c'; empty of 'c' and of
+  /// '\\c'. Of a path that is too long, the folder of its first 259 characters.
+  static void _GetFolderFromPath(char* folder, const char* path);
+
+  /// The topmost folder: all before the first separator at index 2 or later, 'C:' of 'C:\\d\\x', '/a' of '/a/b'. A path
+  /// without such a separator is its own topmost folder, less a separator at its end if it is longer than one
+  /// character.
+  static void _GetBaseFolderFromPath(char* folder, const char* path);
+
+  /// What follows the last separator: empty of '/a/b/'.
+  static void _GetFileFromPath(char* file, const char* path);
+
+  /// The file without its extension, from its last dot on; a dot at the very beginning of the file is part of the name:
+  /// 'a.tar' of 'a.tar.gz', all of '.profile'.
+  static void _GetFileNameFromPath(char* name, const char* path);
+
+  /// The file's extension with its dot, empty where there is no dot. Here one at the beginning counts: all of
+  /// '.profile'.
+  static void _GetFileExtensionFromPath(char* extension, const char* path);
+
+  /// The path with another extension, which carries its own dot (or is empty), in place of the one it has, or at its
+  /// end when it has none. A dot at the very beginning of the path begins no extension; one at the beginning of a file
+  /// in a folder does. \param extension does not lie in the output
+  static void _ApplyNewFileExtension(char* out, const char* path, const char* extension);
+
+  // --- Putting one together ---
+
+  /// Folder, '/', name and suffix. Of the folder at most 258 characters count. There is no '/' after an empty folder,
+  /// and no second one after a folder that ends with a separator.
+  /// \param out may be the folder, which is then extended in place; it overlaps nothing else
+  /// \param suffix for example ".lck", or empty
+  /// \return how many characters of the name and the suffix were stored
+  static unsigned long _MakeFilePath(char* out, const char* folder, const char* name, const char* suffix);
+
+  /// An absolute path of a relative one. One that begins with a separator, or that has a ':' before the first one, is
+  /// absolute already. Otherwise './' at its beginning is skipped, each '../' there takes a folder off the base, and
+  /// what is left is joined with it as `_MakeFilePath` does.
+  ///
+  /// The base ends with a separator: without one, a step up takes off one folder too many ('x' of '/a/b' and '../x').
+  /// The last two characters are never looked at, so that a base of two characters stays as it is, and of a shorter one
+  /// nothing is taken and the rest of the steps is kept.
+  /// \param out may be the base; it overlaps nothing else
+  /// \return as `_MakeFilePath`
+  static unsigned long MakeAbsoluteFilePath(char* out, const char* base, const char* relative, const char* suffix);
+
+  /// The way from a folder to a target with '../' for steps up; only '/' separates here, and a base has one at its end
+  /// in thought. What both have in common may end within a name: '../d/x' from '/a/bc/' to '/a/bd/x'.
+  /// \param out up to 260 bytes and three for every '/' of the base. It may be the base or the target
+  /// \return 1
+  static int MakeRelativeFilePath(char* out, const char* base, const char* target);
+
+  /// `MakeRelativeFilePath`, for a target that is a folder.
+  static int MakeRelativeFolder(char* out, const char* base, const char* target);
+
+  /// The way from a base to a target, in whole names. Steps up end with the separator that both paths have in common
+  /// last. A base without a separator at its end is itself stepped out of, but for targets that lie in it. Paths that
+  /// have no separator in common give the target as it is.
+  /// \param out may be the base or the target
+  /// \return 1, or 0 with an empty output when the way would be longer than 260 characters; one of exactly 260 loses
+  ///   its last
+  static int GetRelativePathFromAbsolutePath(char* out, const char* base, const char* target);
+
+  // --- Names and paths that somebody typed; here the input comes first ---
+
+  /// A name for a file: without control characters (1 to 31) and without any of " * / : < > ? \ and |.
+  /// \param out may be the name
+  /// \return 1, or 0 when nothing is left
+  static int PreprocessName(const char* name, char* out);
+
+  /// The same for a path: the two separators stay.
+  /// \param out may be the path
+  /// \return 1, or 0 when nothing but blanks is left, which are stored all the same
+  static int PreprocessPath(const char* path, char* out);
+
+  /// A path for a command line, between double quotes: with a backslash before every double quote and backquote. It is
+  /// cut wherever 259 characters end, also behind such a backslash.
+  /// \param out does not overlap the path
+  /// \return `out`
+  static char* EscapeFilePath(const char* path, char* out);
+
+  /// Does all of the name match the pattern? In a pattern '*' is any characters, also none, '?' is exactly one, and
+  /// every other byte is itself. There is no escape. Texts of any length; the time is at most as their product.
+  template <class T>
+  static bool IsMatch(const T* pattern, const T* name);
+
+  // --- Others ---
+
+  /// A size for people, in units of 1024, cut to whole ones: '1 KB' of 1536, '1 Bytes' of 1.
+  /// \param out 32 bytes suffice
+  /// \return how many characters it has
+  static unsigned long GetSizeFormattedBytes(unsigned long long size, char* out);
+
+  /// The process's current directory.
+  /// \return `out`, or null with errno and an empty output when it cannot be read or has more than 259 characters
+  static char* GetCurrentDirectory(char* out);
+
+  /// Changes the process's current directory: that of all its threads.
+  /// \return 0, or -1 with errno: the one operation here whose success is 0
+  static int SetCurrentDirectory(const char* path);
+
   /// Marks a file as UTF-8 text, for programs that look for it: the extended attribute "com.apple.TextEncoding" (on
   /// Linux in the user's own names, "user.com.apple.TextEncoding") of the value "utf-8;134217984". Links are followed.
   /// Any thread.
@@ -12,3 +119,9 @@ class TILLVANE_API LFile {
   ///   no attributes
   static int SetFileAttributeTextEncodingUTF8(const char* path);
 };
+
+template <>
+TILLVANE_API bool LFile::IsMatch(const char* pattern, const char* name);
+
+/// 1 for an ASCII letter or digit, otherwise 0, whatever the locale. Any thread.
+TILLVANE_API int LFileIsLetterOrNumber(char character);
