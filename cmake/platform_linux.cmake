@@ -15,6 +15,7 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/linux/application_signature_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
@@ -26,9 +27,12 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp
+  tillvane/platform/linux/locale_name_linux.cpp
   tillvane/platform/linux/main_bundle_linux.cpp
   tillvane/platform/linux/money_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
+  tillvane/platform/linux/process_table_linux.cpp
+  tillvane/platform/linux/process_walk_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
@@ -45,6 +49,7 @@ set(TILLVANE_PLATFORM_SOURCES
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
+  tillvane/platform/linux/application_signature_linux_test.cpp
   tillvane/platform/linux/charsets_linux_test.cpp
   tillvane/platform/linux/code_page_linux_test.cpp
   tillvane/platform/linux/descriptor_watch_linux_test.cpp

@@ -27,6 +27,13 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/net/LTCPListener.h
   tillvane/platform/native_types.h
   tillvane/store/TillvaneStore.h
+  tillvane/system/LCommandLine.h
+  tillvane/system/LCommandLineProcess.h
+  tillvane/system/LLocale.h
+  tillvane/system/LProcessList.h
+  tillvane/system/LSystemVersion.h
+  tillvane/system/LUnixApp.h
+  tillvane/system/LUser.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -86,6 +93,13 @@ set(TILLVANE_SOURCES
   tillvane/store/store_request_delegate.cpp
   tillvane/store/tillvane_manager.cpp
   tillvane/store/tillvane_store.cpp
+  tillvane/system/command_line.cpp
+  tillvane/system/command_line_process.cpp
+  tillvane/system/locale.cpp
+  tillvane/system/process_list.cpp
+  tillvane/system/system_version.cpp
+  tillvane/system/unix_app.cpp
+  tillvane/system/user.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -163,6 +177,8 @@ set(TILLVANE_TEST_SOURCES
   tillvane/store/store_observer_test.cpp
   tillvane/store/store_request_delegate_test.cpp
   tillvane/store/store_scenarios.cpp
+  tillvane/system/command_line_process_test.cpp
+  tillvane/system/command_line_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp

@@ -26,6 +26,13 @@
 #include <tillvane/net/LProcessSocket.h>
 #include <tillvane/net/LTCPListener.h>
 #include <tillvane/store/TillvaneStore.h>
+#include <tillvane/system/LCommandLine.h>
+#include <tillvane/system/LCommandLineProcess.h>
+#include <tillvane/system/LLocale.h>
+#include <tillvane/system/LProcessList.h>
+#include <tillvane/system/LSystemVersion.h>
+#include <tillvane/system/LUnixApp.h>
+#include <tillvane/system/LUser.h>
 #include <tillvane/text/LCharsets.h>
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 #include <tillvane/text/LStringFields.h>

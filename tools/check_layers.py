@@ -26,6 +26,8 @@ REACHES_UP = {
         "a listener names its thread",
     ("tillvane/net/tcp_listener_test.cpp", "tillvane/diag/LDebugThread.h"):
         "what a listener's thread is called",
+    ("tillvane/system/unix_app.cpp", "tillvane/diag/LDebugThread.h"):
+        "a program's first thread is registered by the name that reports know",
     ("tillvane/text/text_file.cpp", "tillvane/core/LFileLock.h"):
         "whole text files are read and written under the timed lock",
     ("tillvane/text/text_file_save.cpp", "tillvane/files/LFile.h"):

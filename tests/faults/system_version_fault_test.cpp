@@ -9,17 +9,21 @@
 #include <gtest/gtest.h>
 
 #include <tillvane/diag/LDebugThread.h>
+#include <tillvane/platform/system_version.h>
+#include <tillvane/system/LSystemVersion.h>
 
 namespace {
 
 /// Null when the system does not tell.
 const char* release = nullptr;
+const char* machine = "";
 
 }  // namespace
 
 extern "C" int uname(utsname* names) noexcept {
   if (release == nullptr) return -1;
   std::snprintf(names->release, sizeof names->release, "%s", release);
+  std::snprintf(names->machine, sizeof names->machine, "%s", machine);
   return 0;
 }
 
@@ -40,6 +44,24 @@ TEST(SystemVersionFaults, TheDescriptionHasTheMajorNumberAndTwoDigitsOfTheMinor)
     LDebugGenerateXIString(line, "first", "third");
     EXPECT_EQ(line, std::string("first-") + c.system + "-third-UnknownGloIni1");
   }
+}
+
+TEST(SystemVersionFaults, WhatDoesNotTellIsNo64BitSystem) {
+  machine = "x86_64";
+  release = nullptr;
+  EXPECT_FALSE(platform::IsSystem64Bit());
+  release = "6.1";
+  EXPECT_TRUE(platform::IsSystem64Bit());
+  machine = "i686";
+  EXPECT_FALSE(platform::IsSystem64Bit());
+}
+
+TEST(SystemVersionFaults, TheBitsAreFoundOutOnce) {
+  release = "6.1";
+  machine = "x86_64";
+  EXPECT_TRUE(LIsOS64Bit());
+  machine = "i686";
+  EXPECT_TRUE(LIsOS64Bit());
 }
 
 }  // namespace

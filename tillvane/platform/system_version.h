@@ -12,4 +12,7 @@ struct SystemVersion {
 /// The system's version: of 10.7.5, 10 and 7. What the system does not tell is 0.
 SystemVersion CurrentSystemVersion();
 
+/// Is it a 64-bit system, whatever this process is? One that does not tell is none.
+bool IsSystem64Bit();
+
 }  // namespace platform

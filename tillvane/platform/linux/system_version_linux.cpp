@@ -2,6 +2,8 @@
 
 #include <sys/utsname.h>
 
+#include <cstring>
+
 namespace platform {
 
 namespace {
@@ -21,10 +23,20 @@ SystemVersion ParseRelease(const char* release) {
   return version;
 }
 
+// Nearly all of them say it: x86_64, aarch64, ppc64le, riscv64.
+bool Is64BitMachine(const char* machine) {
+  return std::strstr(machine, "64") != nullptr || std::strcmp(machine, "s390x") == 0;
+}
+
 // The kernel's, since distributions count each in their own way, and some not at all.
 SystemVersion CurrentSystemVersion() {
   utsname names;
   return uname(&names) == 0 ? ParseRelease(names.release) : SystemVersion{0, 0};
+}
+
+bool IsSystem64Bit() {
+  utsname names;
+  return uname(&names) == 0 && Is64BitMachine(names.machine);
 }
 
 }  // namespace platform

@@ -1,4 +1,5 @@
 #include <tillvane/platform/linux/system_version_linux.h>
+#include <tillvane/system/LSystemVersion.h>
 
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
@@ -28,6 +29,22 @@ TEST(SystemVersion, IsTheRunningKernels) {
   const platform::SystemVersion version = platform::CurrentSystemVersion();
   const std::string begin = std::to_string(version.major_number) + '.' + std::to_string(version.minor_number);
   EXPECT_EQ(std::string(names.release).substr(0, begin.size()), begin);
+}
+
+TEST(SystemVersion, MachinesOf64Bits) {
+  for (const char* machine : {"x86_64", "aarch64", "ppc64le", "ppc64", "riscv64", "mips64", "sparc64", "s390x"}) {
+    EXPECT_TRUE(platform::Is64BitMachine(machine)) << machine;
+  }
+  for (const char* machine : {"i686", "i386", "armv7l", "armv8l", "ppc", "mips", "s390", "riscv32", ""}) {
+    EXPECT_FALSE(platform::Is64BitMachine(machine)) << machine;
+  }
+}
+
+TEST(SystemVersion, A64BitProcessRunsOnA64BitSystem) {
+  // Unless somebody pretends (setarch i686).
+  utsname names;
+  ASSERT_EQ(uname(&names), 0);
+  EXPECT_EQ(LIsOS64Bit(), platform::Is64BitMachine(names.machine));
 }
 
 }  // namespace

@@ -2,3 +2,6 @@
 
 #include <Carbon/Carbon.h>
 #include <CoreFoundation/CFSocket.h>
+#include <sys/sysctl.h>
+
+using LPlatformProcessSerialNumber = ProcessSerialNumber;
