@@ -24,6 +24,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/event_loop_linux.cpp
   tillvane/platform/linux/event_pool_linux.cpp
   tillvane/platform/linux/event_queue_linux.cpp
+  tillvane/platform/linux/file_bytes_linux.cpp
+  tillvane/platform/linux/file_copy_linux.cpp
   tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp

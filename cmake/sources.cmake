@@ -21,6 +21,9 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/diag/LDebugSignals.h
   tillvane/diag/LDebugThread.h
   tillvane/files/LFile.h
+  tillvane/files/LFileFolderIterator.h
+  tillvane/files/LLockFile.h
+  tillvane/files/LProcessCopyFile.h
   tillvane/net/LIPAddress.h
   tillvane/net/LIPSocket.h
   tillvane/net/LProcessSocket.h
@@ -76,12 +79,25 @@ set(TILLVANE_SOURCES
   tillvane/diag/thread_registry.cpp
   tillvane/files/current_directory.cpp
   tillvane/files/file_attributes.cpp
+  tillvane/files/file_copy.cpp
+  tillvane/files/file_errors.cpp
+  tillvane/files/file_extension_list.cpp
+  tillvane/files/file_sharing.cpp
+  tillvane/files/folder_access.cpp
+  tillvane/files/folder_copy.cpp
+  tillvane/files/folder_create.cpp
+  tillvane/files/folder_delete.cpp
+  tillvane/files/folder_iterator.cpp
+  tillvane/files/folder_old_files.cpp
+  tillvane/files/folder_walk.cpp
+  tillvane/files/lock_file.cpp
   tillvane/files/path_clean.cpp
   tillvane/files/path_join.cpp
   tillvane/files/path_match.cpp
   tillvane/files/path_relative.cpp
   tillvane/files/path_size.cpp
   tillvane/files/path_split.cpp
+  tillvane/files/process_copy.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp

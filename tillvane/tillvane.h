@@ -21,6 +21,9 @@
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/files/LFile.h>
+#include <tillvane/files/LFileFolderIterator.h>
+#include <tillvane/files/LLockFile.h>
+#include <tillvane/files/LProcessCopyFile.h>
 #include <tillvane/net/LIPAddress.h>
 #include <tillvane/net/LIPSocket.h>
 #include <tillvane/net/LProcessSocket.h>
