@@ -1,14 +1,17 @@
 # The Linux side of the seam: its files, its libraries, its way to link.
 
 find_package(PkgConfig REQUIRED)
-pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0 gio-unix-2.0)
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(ICU REQUIRED IMPORTED_TARGET icu-i18n icu-uc)
+pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 find_package(nlohmann_json REQUIRED)
 
 set(TILLVANE_PLATFORM_LIBRARIES
-  PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::SQLITE $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
+  PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::PLIST PkgConfig::SQLITE PkgConfig::UDEV
+  $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
 
 set(TILLVANE_PLATFORM_PUBLIC_HEADERS
   tillvane/platform/linux/native_types_linux.h
@@ -16,6 +19,7 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 
 set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/application_signature_linux.cpp
+  tillvane/platform/linux/block_device_linux.cpp
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
@@ -27,16 +31,27 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/file_bytes_linux.cpp
   tillvane/platform/linux/file_copy_linux.cpp
   tillvane/platform/linux/file_object_linux.cpp
+  tillvane/platform/linux/file_spec_linux.cpp
+  tillvane/platform/linux/info_plist_linux.cpp
   tillvane/platform/linux/json_reader_linux.cpp
   tillvane/platform/linux/known_folders_linux.cpp
   tillvane/platform/linux/locale_name_linux.cpp
+  tillvane/platform/linux/launch_arguments_linux.cpp
   tillvane/platform/linux/main_bundle_linux.cpp
+  tillvane/platform/linux/message_bus_linux.cpp
   tillvane/platform/linux/money_linux.cpp
+  tillvane/platform/linux/mount_table_linux.cpp
+  tillvane/platform/linux/mount_walk_linux.cpp
+  tillvane/platform/linux/native_string_linux.cpp
+  tillvane/platform/linux/native_url_linux.cpp
+  tillvane/platform/linux/network_mount_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/process_table_linux.cpp
   tillvane/platform/linux/process_walk_linux.cpp
+  tillvane/platform/linux/plist_size_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
+  tillvane/platform/linux/small_file_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
   tillvane/platform/linux/store_ledger_database_linux.cpp
   tillvane/platform/linux/store_ledger_files_linux.cpp
@@ -48,6 +63,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/stream_socket_linux.cpp
   tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
+  tillvane/platform/linux/volume_linux.cpp
+  tillvane/platform/linux/workspace_linux.cpp
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
@@ -62,12 +79,17 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/event_queue_linux_test.cpp
   tillvane/platform/linux/file_object_linux_test.cpp
   tillvane/platform/linux/foreign_loop_linux_test.cpp
+  tillvane/platform/linux/info_plist_linux_test.cpp
   tillvane/platform/linux/json_reader_linux_test.cpp
   tillvane/platform/linux/known_folders_linux_test.cpp
+  tillvane/platform/linux/launch_arguments_linux_test.cpp
   tillvane/platform/linux/main_bundle_linux_test.cpp
   tillvane/platform/linux/main_thread_dispatch_linux_test.cpp
   tillvane/platform/linux/money_linux_test.cpp
+  tillvane/platform/linux/mount_table_linux_test.cpp
+  tillvane/platform/linux/mount_walk_linux_test.cpp
   tillvane/platform/linux/nested_loops_linux_test.cpp
+  tillvane/platform/linux/network_mount_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
@@ -75,6 +97,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/stream_socket_linux_test.cpp
   tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
+  tillvane/platform/linux/volume_linux_test.cpp
 )
 
 # Only the toolkit's and the bridge's own names leave the library.

@@ -37,6 +37,13 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/system/LSystemVersion.h
   tillvane/system/LUnixApp.h
   tillvane/system/LUser.h
+  tillvane/system/LApplicationBundle.h
+  tillvane/system/LCFBundle.h
+  tillvane/system/LCFString.h
+  tillvane/system/LCFURL.h
+  tillvane/system/LToFSSpec.h
+  tillvane/system/LUnicodeString.h
+  tillvane/system/LWorkspace.h
   tillvane/text/LCommandLineArgumentStringExpander.h
   tillvane/text/LStringFields.h
   tillvane/text/LCharsets.h
@@ -98,6 +105,9 @@ set(TILLVANE_SOURCES
   tillvane/files/path_size.cpp
   tillvane/files/path_split.cpp
   tillvane/files/process_copy.cpp
+  tillvane/files/volume_exists.cpp
+  tillvane/files/volume_queries.cpp
+  tillvane/files/volume_rules.cpp
   tillvane/net/ip_address.cpp
   tillvane/net/ip_socket.cpp
   tillvane/net/open_socket.cpp
@@ -116,6 +126,14 @@ set(TILLVANE_SOURCES
   tillvane/system/system_version.cpp
   tillvane/system/unix_app.cpp
   tillvane/system/user.cpp
+  tillvane/system/application_bundle.cpp
+  tillvane/system/cf_bundle.cpp
+  tillvane/system/cf_string.cpp
+  tillvane/system/cf_url.cpp
+  tillvane/system/to_fs_spec.cpp
+  tillvane/system/unicode_string.cpp
+  tillvane/system/version_text.cpp
+  tillvane/system/workspace.cpp
   tillvane/text/format_conversion.cpp
   tillvane/text/format_double.cpp
   tillvane/text/format_engine.cpp
@@ -179,6 +197,9 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/path_relative_test.cpp
   tillvane/files/path_size_test.cpp
   tillvane/files/path_split_test.cpp
+  tillvane/files/volume_exists_test.cpp
+  tillvane/files/volume_queries_test.cpp
+  tillvane/files/volume_rules_test.cpp
   tillvane/net/ip_address_test.cpp
   tillvane/net/ip_socket_test.cpp
   tillvane/net/socket_connect_test.cpp
@@ -195,6 +216,12 @@ set(TILLVANE_TEST_SOURCES
   tillvane/store/store_scenarios.cpp
   tillvane/system/command_line_process_test.cpp
   tillvane/system/command_line_test.cpp
+  tillvane/system/application_bundle_test.cpp
+  tillvane/system/cf_string_test.cpp
+  tillvane/system/cf_url_test.cpp
+  tillvane/system/to_fs_spec_test.cpp
+  tillvane/system/version_text_test.cpp
+  tillvane/system/workspace_test.cpp
   tillvane/text/ansi_text_test.cpp
   tillvane/text/code_page_text_test.cpp
   tillvane/text/command_line_argument_string_expander_test.cpp

@@ -36,6 +36,13 @@
 #include <tillvane/system/LSystemVersion.h>
 #include <tillvane/system/LUnixApp.h>
 #include <tillvane/system/LUser.h>
+#include <tillvane/system/LApplicationBundle.h>
+#include <tillvane/system/LCFBundle.h>
+#include <tillvane/system/LCFString.h>
+#include <tillvane/system/LCFURL.h>
+#include <tillvane/system/LToFSSpec.h>
+#include <tillvane/system/LUnicodeString.h>
+#include <tillvane/system/LWorkspace.h>
 #include <tillvane/text/LCharsets.h>
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 #include <tillvane/text/LStringFields.h>

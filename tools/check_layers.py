@@ -28,6 +28,8 @@ REACHES_UP = {
         "what a listener's thread is called",
     ("tillvane/system/unix_app.cpp", "tillvane/diag/LDebugThread.h"):
         "a program's first thread is registered by the name that reports know",
+    ("tillvane/system/application_bundle.cpp", "tillvane/files/LFile.h"):
+        "a folder's path is joined with a name as everywhere",
     ("tillvane/text/text_file.cpp", "tillvane/core/LFileLock.h"):
         "whole text files are read and written under the timed lock",
     ("tillvane/text/text_file_save.cpp", "tillvane/files/LFile.h"):

@@ -4,10 +4,10 @@
 
 /// Files by their paths: all of it is static. A path is terminated bytes as the system takes them.
 ///
-/// The operations on paths only look at the bytes; but for the current directory, none of them asks the system. An
-/// output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is longer is cut
-/// without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together, '/' is written.
-/// No pointer may be null. Nothing is allocated. Any thread, several at once.
+/// The operations on paths only look at the bytes; but for the current directory, none of them asks the system or
+/// allocates. An output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is
+/// longer is cut without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together,
+/// '/' is written. No pointer may be null. Any thread, several at once.
 ///
 /// Operations on folders with all that is in them work through paths of 259 characters: an entry whose path is longer,
 /// joined with the path that was given, is left alone. They do not stop where something fails, and take no locks.
@@ -158,6 +158,54 @@ class TILLVANE_API LFile {
   static int IsErrorAlreadyExists();
   /// No permission, or somebody else's lock.
   static int IsErrorSharingViolation();
+
+  // --- Where a path lives; a symbolic link is followed ---
+  //
+  // No path here may be null. These ask the system at each call and keep nothing; where memory is missing
+  // std::bad_alloc leaves. But for the two tests of existence nothing asks a network volume: a server that is gone
+  // holds up nobody, and every path on such a volume counts as one that exists.
+
+  /// Is something there? A file is enough, and so is a folder, for either test. One who may not look into the folder
+  /// does not see it. When there is nothing, a file in the current directory whose name is the path as
+  /// LURIEncodeToWriterDirect writes it ('%2Ftmp' for '/tmp') counts too. This waits for a network volume.
+  static bool TestFolderExists(const char* path);
+  static bool TestFileExists(const char* path);
+
+  /// What kind of drive holds the path: bit 21 for one on an internal bus, bit 27 for one on an external bus, bit 25
+  /// for a medium that can be taken out; other bits mean nothing here. A network volume has none of the three.
+  /// \return 0 when that is not known, for example where nothing is
+  static unsigned int GetVolumeAttributes(const char* path);
+
+  /// Bit 21 of the attributes is clear. Of a path that is not there this and the next two are all true.
+  static bool IsOnExternalDrive(const char* path);
+  /// Bit 21 is clear, or bit 25 is set.
+  static bool IsOnRemovableMedia(const char* path);
+  /// The bits 21, 25 and 27 are clear.
+  static bool IsNetworkPath(const char* path);
+
+  /// The system's number for the kind of file system. On Linux the low 16 bits of its magic, but 0x6375 for the
+  /// desktop's mounts of shares and 0x4A48 for what other programs mount from the network.
+  /// \return 0xFFFF when that is not known
+  static unsigned short GetVolumeFileSystemID(const char* path);
+
+  /// Neither a network path nor on a file system of the number 0x4A48 or 0x6375; true also when the number is not
+  /// known.
+  static bool IsOnLocalDrive(const char* path);
+
+  /// How large files may be, by the name of the file system: 0 on FAT12 and FAT16, 1 on FAT32, 2 when no limit is
+  /// known.
+  static int GetVolumeFileSizeLimit(const char* path);
+
+  /// The path where the volume is mounted. When that is not known, what the path's text says: 'C:\\' of 'C', '/' of
+  /// a path that begins with it, else nothing.
+  /// \param out may be the path
+  static void GetHumanReadableDriveFromPath(char* out, const char* path);
+
+  /// The folder in which drives and network shares appear when they are mounted.
+  /// \return 0, or the system's status when there is none; the output is "/Volumes" then
+  static int GetMountedDrivesFolder(char* out);
+  /// The same folder.
+  static int GetNetworkSharesFolder(char* out);
 
   // --- Others ---
 

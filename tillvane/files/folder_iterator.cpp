@@ -6,7 +6,6 @@
 #include <utility>
 
 #include <tillvane/files/LFileFolderIterator.h>
-#include <tillvane/files/folder_exists.h>
 #include <tillvane/files/path_text.h>
 #include <tillvane/text/LStringUtilities.h>
 
@@ -46,8 +45,9 @@ LFile::FolderIterator::~FolderIterator() {
 int LFile::FolderIterator::Open(const char* folder_path, const char* name_pattern) {
   if (dir != nullptr) closedir(std::exchange(dir, nullptr));
   entry.d_name[0] = '\0';
-  if (!files::FolderExists(folder_path) || !IsOfType(folder_path, S_IFDIR)) return 0;
+  // Only a folder opens; one that does not is listed as empty.
   dir = opendir(folder_path);
+  if (dir == nullptr && !IsOfType(folder_path, S_IFDIR)) return 0;
   StoreText(folder, folder_path);
   StoreText(pattern, name_pattern);
   return Next();

@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <utility>
 
 #include <tillvane/core/LFileLock.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LProcessCopyFile.h>
-#include <tillvane/files/folder_exists.h>
 #include <tillvane/files/path_text.h>
 #include <tillvane/platform/file_object.h>
 
@@ -68,7 +68,7 @@ void Announce(LProcessInterface& process, const char* destination) {
 bool IsFolderThere(const char* destination) {
   char folder[files::kPathSize];
   LFile::_GetFolderFromPath(folder, destination);
-  return files::FolderExists(folder);
+  return LFile::TestFolderExists(folder);
 }
 
 long SizeOf(int file) {
@@ -76,15 +76,58 @@ long SizeOf(int file) {
   return fstat(file, &status) == 0 ? static_cast<long>(status.st_size) : 0;
 }
 
+/// Copies pieces of a file, and more at once where that takes no time: a call for each piece alone would take about a
+/// quarter longer. What is copied beyond the pieces that were asked for is deleted with the rest if it comes to that.
+class PieceCopy {
+ public:
+  PieceCopy(int from, int to, long size)
+      : from_(from),
+        to_(to),
+        left_(size),
+        holes_(platform::MayHaveHoles(from) ? platform::Holes::kKept : platform::Holes::kNone) {}
+
+  /// \return false with errno when the source has no more, or a byte cannot be copied
+  bool CopyNext(long piece) {
+    while (ahead_ < piece) {
+      if (!CopyMore()) return false;
+    }
+    ahead_ -= piece;
+    return true;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  bool CopyMore() {
+    constexpr long most_at_once = 8 * kPiece;
+    // A stop is never long in coming: on a slow drive, pieces are copied one by one.
+    constexpr std::chrono::milliseconds soon(5);
+    const Clock::time_point begin = Clock::now();
+    const long wanted = std::min(left_, at_once_);
+    const long copied = platform::CopyBytes(from_, to_, static_cast<unsigned long>(wanted), holes_);
+    if (copied <= 0) return false;
+    at_once_ = Clock::now() - begin < soon ? std::min(2 * at_once_, most_at_once) : kPiece;
+    left_ -= copied;
+    ahead_ += copied;
+    return true;
+  }
+
+  const int from_, to_;
+  long left_;
+  const platform::Holes holes_;
+  long ahead_ = 0;
+  long at_once_ = kPiece;
+};
+
 int CopyPieces(LProcessInterface& process, int from, int to) {
   const long size = SizeOf(from);
   const double step = size >= kPiece ? static_cast<double>(kPiece) / static_cast<double>(size) : 1.0;
-  const auto holes = platform::MayHaveHoles(from) ? platform::Holes::kKept : platform::Holes::kNone;
+  PieceCopy copy(from, to, size);
   double progress = 0;
   for (long left = size; left > 0;) {
     if (process.IsToStop()) return kStopped;
     const long piece = std::min(left, kPiece);
-    if (platform::CopyBytes(from, to, static_cast<unsigned long>(piece), holes) != piece) return kFailed;
+    if (!copy.CopyNext(piece)) return kFailed;
     left -= piece;
     process.SetProgress(progress);
     progress += step;

@@ -39,7 +39,8 @@ enum class Holes {
 
 /// Copies bytes from one open file to another: from where the first stands to the same place in the second, whose end
 /// that is. Both are then behind what was copied. The system does it by itself where it can.
-/// \return how many were copied, less than asked for only at the source's end; -1 with errno
+/// \return how many were copied: less than asked for at the source's end, and where something failed, which the next
+///   call tells; -1 with errno
 long CopyBytes(int from, int to, unsigned long size, Holes holes);
 
 /// Copies a file's bytes and permission bits, over a file that is there, or a folder with all that is in it (links as

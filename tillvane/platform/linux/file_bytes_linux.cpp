@@ -19,27 +19,30 @@ ssize_t ByCopyFileRange(int from, int to, std::size_t size) {
 
 ssize_t BySendfile(int from, int to, std::size_t size) { return sendfile(to, from, nullptr, size); }
 
-bool WriteAll(int to, const char* bytes, std::size_t size) {
-  for (const char *at = bytes, *const end = bytes + size; at != end;) {
-    const ssize_t written = write(to, at, static_cast<std::size_t>(end - at));
-    if (written > 0) {
-      at += written;
-    } else if (written == 0) {
-      // Nobody says why.
-      errno = EIO;
-      return false;
-    } else if (errno != EINTR) {
-      return false;
-    }
+/// \return how many bytes were written; fewer with errno
+std::size_t WriteAll(int to, const char* bytes, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t written = write(to, bytes + done, size - done);
+    // Nothing written without a reason is not tried for ever.
+    if (written == 0) errno = EIO;
+    if (written == 0 || (written < 0 && errno != EINTR)) break;
+    if (written > 0) done += static_cast<std::size_t>(written);
   }
-  return true;
+  return done;
 }
 
 ssize_t ThroughMemory(int from, int to, std::size_t size) {
   char bytes[32768];
   const ssize_t got = read(from, bytes, std::min(size, sizeof bytes));
   if (got <= 0) return got;
-  return WriteAll(to, bytes, static_cast<std::size_t>(got)) ? got : -1;
+  const auto written = static_cast<ssize_t>(WriteAll(to, bytes, static_cast<std::size_t>(got)));
+  if (written == got) return got;
+  // Both files stand where the copy ends.
+  const int error = errno;
+  lseek(from, written - got, SEEK_CUR);
+  errno = error;
+  return written > 0 ? written : -1;
 }
 
 /// \return how many bytes, 0 at the source's end, -1 with errno
@@ -62,8 +65,8 @@ long CopyWithoutHoles(int from, int to, unsigned long size) {
   unsigned long done = 0;
   while (done < size) {
     const ssize_t copied = CopySome(from, to, std::min(size - done, most_at_once));
-    if (copied < 0) return -1;
-    if (copied == 0) break;
+    if (copied < 0 && done == 0) return -1;
+    if (copied <= 0) break;
     done += static_cast<unsigned long>(copied);
   }
   return static_cast<long>(done);
@@ -100,8 +103,8 @@ long CopyWithHoles(int from, int to, unsigned long size) {
     const off_t hole = NextHole(from, data, end);
     if (lseek(from, data, SEEK_SET) < 0) return -1;
     const long copied = CopyWithoutHoles(from, to, static_cast<unsigned long>(hole - data));
-    if (copied < 0) return -1;
-    const off_t next = data + copied;
+    if (copied < 0 && data == begin) return -1;
+    const off_t next = data + std::max(copied, 0L);
     if (next == at) break;
     at = next;
   }

@@ -38,7 +38,11 @@ bool IsSame(const struct stat& one, const struct stat& other) {
 /// All bytes up to the end, also where a file does not tell how many it has.
 int CopyAllBytes(int from, int to, off_t size) {
   if (MayHaveHoles(from) && CopyBytes(from, to, static_cast<unsigned long>(size), Holes::kKept) < 0) return -1;
-  return CopyBytes(from, to, LONG_MAX, Holes::kNone) < 0 ? -1 : 0;
+  long copied = 0;
+  do {
+    copied = CopyBytes(from, to, LONG_MAX, Holes::kNone);
+  } while (copied > 0);
+  return copied < 0 ? -1 : 0;
 }
 
 /// Makes a file's bytes and permission bits those of another. Nobody else reads it before it has them.

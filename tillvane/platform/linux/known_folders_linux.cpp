@@ -37,9 +37,8 @@ bool IsFolderName(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
-}  // namespace
-
-std::string AccountHome() {
+/// A text of the user's account, empty when there is none.
+std::string AccountText(char* passwd::*text) {
   constexpr std::size_t kMaximumEntry = std::size_t{1024} * 1024;
   std::vector<char> buffer(1024);
   passwd entry;
@@ -50,8 +49,14 @@ std::string AccountHome() {
          (error == ERANGE || error == EINTR) && buffer.size() < kMaximumEntry) {
     buffer.resize(buffer.size() * 2);
   }
-  return error == 0 && found != nullptr && found->pw_dir != nullptr ? found->pw_dir : std::string();
+  return error == 0 && found != nullptr && found->*text != nullptr ? found->*text : std::string();
 }
+
+}  // namespace
+
+std::string AccountHome() { return AccountText(&passwd::pw_dir); }
+
+std::string AccountName() { return AccountText(&passwd::pw_name); }
 
 std::string HomeFolderOf(const HomeSources& sources) {
   std::string home = IsAbsolute(sources.home) ? sources.home : sources.account_home();

@@ -10,6 +10,9 @@ namespace platform {
 /// The home in the user's account, empty when the account has none.
 std::string AccountHome();
 
+/// The login name of the user's account, empty when the user has none.
+std::string AccountName();
+
 /// What tells the user's home. An empty text is what is not set.
 struct HomeSources {
   std::string home;                             ///< $HOME

@@ -7,13 +7,19 @@
 #include <string_view>
 #include <system_error>
 
+#include <tillvane/platform/linux/info_plist_linux.h>
 #include <tillvane/platform/linux/main_bundle_linux.h>
+#include <tillvane/platform/linux/small_file_linux.h>
 
 namespace platform {
+
+/// There is but the main bundle.
+struct NativeBundle {};
 
 namespace {
 
 constexpr const char* kExecutableLink = "/proc/self/exe";
+constexpr const char* kInformation = "/Info.plist";
 
 /// The folder that a path lies in; the root lies in itself.
 std::string_view Parent(std::string_view path) {
@@ -59,14 +65,15 @@ MainBundle MainBundleOf(const std::string& executable, const std::string& applic
     const std::string_view bundle = Parent(folder);
     const std::string_view name = ApplicationName(bundle);
     if (LastName(folder) != "Contents" || name.empty()) continue;
-    return {std::string(bundle), std::string(folder) + "/Resources", std::string(name)};
+    const std::string contents(folder);
+    return {std::string(bundle), contents + "/Resources", std::string(name), contents + kInformation};
   }
   const std::string name(executable.empty() ? "application" : LastName(executable));
   if (!application_folder.empty() && Holds(application_folder, executable)) {
-    return {application_folder, application_folder, name};
+    return {application_folder, application_folder, name, application_folder + kInformation};
   }
   const std::string folder(Parent(executable));
-  return {folder, folder, name};
+  return {folder, folder, name, {}};
 }
 
 std::string ExecutablePath() {
@@ -82,5 +89,20 @@ std::string MainBundlePath() { return CurrentBundle().path; }
 std::string MainBundleResourcesPath() { return CurrentBundle().resources; }
 
 std::string MainBundleName() { return CurrentBundle().name; }
+
+bool IsMainBundleFolder() { return !CurrentBundle().information.empty(); }
+
+CFBundleRef MainBundleReference() {
+  static NativeBundle bundle;
+  return &bundle;
+}
+
+std::string BundleInformation(CFBundleRef, const char* key) {
+  const std::string path = CurrentBundle().information;
+  std::string data;
+  // More than it may hold is no dictionary that can be read.
+  if (path.empty() || !ReadSmallFile(path, kMaximumInfoPlist, &data).empty()) return {};
+  return InfoPlistText(data, key);
+}
 
 }  // namespace platform

@@ -10,7 +10,8 @@ namespace platform {
 struct MainBundle {
   std::string path;
   std::string resources;
-  std::string name;  ///< never empty
+  std::string name;         ///< never empty
+  std::string information;  ///< where the information dictionary would be; empty for a plain executable
 };
 
 /// The nearest `NAME.app` whose `Contents` hold the executable; else the application folder, if it holds the

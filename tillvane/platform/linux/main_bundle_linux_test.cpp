@@ -61,6 +61,27 @@ TEST(MainBundle, FoundFromTheExecutable) {
   }
 }
 
+TEST(MainBundle, HasItsInformationWhereTheBundleIsAFolder) {
+  const struct {
+    std::string executable, application_folder, information;
+  } cases[] = {
+      {"/opt/Shop.app/Contents/MacOS/shop", "", "/opt/Shop.app/Contents/Info.plist"},
+      {"/opt/Shop.app/Contents/shop", "", "/opt/Shop.app/Contents/Info.plist"},
+      {"/A.app/Contents/B.app/Contents/MacOS/b", "", "/A.app/Contents/B.app/Contents/Info.plist"},
+      {"/mnt/A.app/Contents/a", "/mnt", "/mnt/A.app/Contents/Info.plist"},
+      {"/mnt/x/usr/bin/shop", "/mnt/x", "/mnt/x/Info.plist"},
+      {"/mnt/xy/shop", "/mnt/x", ""},
+      {"/usr/bin/shop", "", ""},
+      {"/opt/Shop.app/MacOS/shop", "", ""},
+      {"/shop", "", ""},
+      {"", "", ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(MainBundleOf(c.executable, c.application_folder).information, c.information)
+        << c.executable << " in " << c.application_folder;
+  }
+}
+
 /// $APPDIR for as long as this lives.
 class ApplicationFolderVariable {
  public:

@@ -4,11 +4,17 @@ namespace platform {
 struct DescriptorWatch;
 struct Event;
 struct EventHandlerCall;
+struct NativeBundle;
+struct NativeString;
+struct NativeURL;
 }  // namespace platform
 
+using CFBundleRef = platform::NativeBundle*;
 using CFSocketRef = platform::DescriptorWatch*;
 using CFSocketCallBackType = unsigned long;
 using CFDataRef = const void*;
+using CFStringRef = const platform::NativeString*;
+using CFURLRef = const platform::NativeURL*;
 using EventRef = platform::Event*;
 using EventHandlerCallRef = platform::EventHandlerCall*;
 using OSStatus = int;
@@ -26,3 +32,9 @@ struct LPlatformProcessSerialNumber {
   unsigned int highLongOfPSN, lowLongOfPSN;
 };
 using ProcessSerialNumber = LPlatformProcessSerialNumber;
+
+/// A file by its folder and its name. What stands for the volume and for the folder's number elsewhere is a path here.
+struct FSSpec {
+  char parent[260];        ///< Absolute, terminated, without a slash at the end but the root's own.
+  unsigned char name[64];  ///< Its length, then so many bytes. Empty for the root itself.
+};

@@ -1,18 +1,13 @@
 #include <tillvane/platform/linux/store_catalogue_linux.h>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <iterator>
 #include <set>
-#include <system_error>
 #include <utility>
 
 #include <tillvane/platform/linux/json_reader_linux.h>
+#include <tillvane/platform/linux/small_file_linux.h>
 #include <tillvane/platform/money.h>
 
 // The part of the format that is read; everything else in a file is passed over, and a null counts as absent.
@@ -275,43 +270,6 @@ bool CatalogueReader::EndError() {
   return true;
 }
 
-/// An open file, closed at the end.
-class OpenFile {
- public:
-  explicit OpenFile(const std::string& path)
-      // Without O_NONBLOCK the opening of a pipe would wait for its writer.
-      : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {}
-  ~OpenFile() {
-    if (descriptor_ != -1) close(descriptor_);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  int Descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
-
-std::string SystemError() { return std::generic_category().message(errno); }
-
-/// Reads until the end, or until there is more than a catalogue may hold.
-/// \return what is wrong, empty when nothing is
-std::string ReadSmallFile(const std::string& path, std::string* text) {
-  const OpenFile file(path);
-  struct stat state;
-  if (file.Descriptor() == -1 || fstat(file.Descriptor(), &state) != 0) return SystemError();
-  if (!S_ISREG(state.st_mode)) return "not a regular file";
-  char piece[16 * 1024];
-  for (;;) {
-    const ssize_t count = read(file.Descriptor(), piece, sizeof piece);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return SystemError();
-    text->append(piece, static_cast<std::size_t>(count));
-    if (count == 0 || text->size() > kMaximumSize) return {};
-  }
-}
-
 }  // namespace
 
 bool ParseStoreCatalogue(std::string_view text, const std::string& file, StoreCatalogue* catalogue,
@@ -333,7 +291,7 @@ bool ParseStoreCatalogue(std::string_view text, const std::string& file, StoreCa
 bool LoadStoreCatalogue(const std::string& path, StoreCatalogue* catalogue, std::string* error) {
   *catalogue = {};
   std::string text;
-  if (const std::string reason = ReadSmallFile(path, &text); !reason.empty()) {
+  if (const std::string reason = ReadSmallFile(path, kMaximumSize, &text); !reason.empty()) {
     *error = OneLine(path + ": " + reason);
     return false;
   }

@@ -1,0 +1,31 @@
+#include <tillvane/platform/native_url.h>
+
+#include <string>
+
+#include <tillvane/platform/main_bundle.h>
+#include <tillvane/platform/native_string.h>
+
+namespace platform {
+
+struct NativeURL {
+  std::string path;
+  bool is_folder;
+};
+
+CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
+  // A unit becomes at most three bytes, a pair of them four.
+  std::string text(StringLength(path) * 3 + 1, '\0');
+  if (!CopyStringUTF8(path, text.data(), text.size())) return nullptr;
+  text.resize(text.find('\0'));
+  return text.empty() ? nullptr : new NativeURL{text, is_folder};
+}
+
+CFURLRef MainBundleResourcesURL() { return new NativeURL{MainBundleResourcesPath(), true}; }
+
+CFStringRef URLFileSystemPath(CFURLRef url) { return StringFromUTF8(url->path.c_str()); }
+
+bool IsURLOfFolder(CFURLRef url) { return url->is_folder; }
+
+void ReleaseURL(CFURLRef url) { delete url; }
+
+}  // namespace platform
