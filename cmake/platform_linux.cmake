@@ -77,6 +77,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/event_linux_test.cpp
   tillvane/platform/linux/event_loop_linux_test.cpp
   tillvane/platform/linux/event_queue_linux_test.cpp
+  tillvane/platform/linux/file_copy_linux_test.cpp
   tillvane/platform/linux/file_object_linux_test.cpp
   tillvane/platform/linux/foreign_loop_linux_test.cpp
   tillvane/platform/linux/info_plist_linux_test.cpp

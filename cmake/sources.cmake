@@ -190,6 +190,17 @@ set(TILLVANE_TEST_SOURCES
   tillvane/diag/thread_registry_test.cpp
   tillvane/files/current_directory_test.cpp
   tillvane/files/file_attributes_test.cpp
+  tillvane/files/file_copy_test.cpp
+  tillvane/files/file_errors_test.cpp
+  tillvane/files/file_extension_list_test.cpp
+  tillvane/files/file_sharing_test.cpp
+  tillvane/files/folder_access_test.cpp
+  tillvane/files/folder_copy_test.cpp
+  tillvane/files/folder_create_test.cpp
+  tillvane/files/folder_delete_test.cpp
+  tillvane/files/folder_iterator_test.cpp
+  tillvane/files/folder_old_files_test.cpp
+  tillvane/files/lock_file_test.cpp
   tillvane/files/path_clean_test.cpp
   tillvane/files/path_differential_test.cpp
   tillvane/files/path_join_test.cpp
@@ -197,6 +208,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/path_relative_test.cpp
   tillvane/files/path_size_test.cpp
   tillvane/files/path_split_test.cpp
+  tillvane/files/process_copy_test.cpp
   tillvane/files/volume_exists_test.cpp
   tillvane/files/volume_queries_test.cpp
   tillvane/files/volume_rules_test.cpp

@@ -86,10 +86,12 @@ class PieceCopy {
         left_(size),
         holes_(platform::MayHaveHoles(from) ? platform::Holes::kKept : platform::Holes::kNone) {}
 
-  /// \return false with errno when the source has no more, or a byte cannot be copied
+  /// \return false with errno when the source has no more, or a byte could not be copied
   bool CopyNext(long piece) {
-    while (ahead_ < piece) {
-      if (!CopyMore()) return false;
+    while (ahead_ < piece && !has_failed_) CopyMore();
+    if (ahead_ < piece) {
+      errno = error_;
+      return false;
     }
     ahead_ -= piece;
     return true;
@@ -98,24 +100,26 @@ class PieceCopy {
  private:
   using Clock = std::chrono::steady_clock;
 
-  bool CopyMore() {
+  void CopyMore() {
     constexpr long most_at_once = 8 * kPiece;
     // A stop is never long in coming: on a slow drive, pieces are copied one by one.
     constexpr std::chrono::milliseconds soon(5);
     const Clock::time_point begin = Clock::now();
     const long wanted = std::min(left_, at_once_);
-    const long copied = platform::CopyBytes(from_, to_, static_cast<unsigned long>(wanted), holes_);
-    if (copied <= 0) return false;
+    const auto copied = static_cast<long>(platform::CopyBytes(from_, to_, static_cast<unsigned long>(wanted), holes_));
+    has_failed_ = copied < wanted;
+    error_ = errno;
     at_once_ = Clock::now() - begin < soon ? std::min(2 * at_once_, most_at_once) : kPiece;
     left_ -= copied;
     ahead_ += copied;
-    return true;
   }
 
   const int from_, to_;
   long left_;
   const platform::Holes holes_;
   long ahead_ = 0;
+  bool has_failed_ = false;
+  int error_ = 0;
   long at_once_ = kPiece;
 };
 

@@ -39,9 +39,9 @@ enum class Holes {
 
 /// Copies bytes from one open file to another: from where the first stands to the same place in the second, whose end
 /// that is. Both are then behind what was copied. The system does it by itself where it can.
-/// \return how many were copied: less than asked for at the source's end, and where something failed, which the next
-///   call tells; -1 with errno
-long CopyBytes(int from, int to, unsigned long size, Holes holes);
+/// \return how many were copied: fewer than asked for at the source's end, with an errno of 0, and where something
+///   failed, with errno
+unsigned long CopyBytes(int from, int to, unsigned long size, Holes holes);
 
 /// Copies a file's bytes and permission bits, over a file that is there, or a folder with all that is in it (links as
 /// links), into a folder that is there. Of a failed copy of a file nothing remains; a folder is copied as far as it

@@ -36,18 +36,16 @@ bool IsSame(const struct stat& one, const struct stat& other) {
 }
 
 /// All bytes up to the end, also where a file does not tell how many it has.
-int CopyAllBytes(int from, int to, off_t size) {
-  if (MayHaveHoles(from) && CopyBytes(from, to, static_cast<unsigned long>(size), Holes::kKept) < 0) return -1;
-  long copied = 0;
-  do {
-    copied = CopyBytes(from, to, LONG_MAX, Holes::kNone);
-  } while (copied > 0);
-  return copied < 0 ? -1 : 0;
+bool CopyAllBytes(int from, int to, off_t size) {
+  const auto known = static_cast<unsigned long>(size);
+  if (MayHaveHoles(from) && CopyBytes(from, to, known, Holes::kKept) < known) return errno == 0;
+  CopyBytes(from, to, LONG_MAX, Holes::kNone);
+  return errno == 0;
 }
 
 /// Makes a file's bytes and permission bits those of another. Nobody else reads it before it has them.
 int FillCopy(int from, const struct stat& source, Descriptor* to) {
-  if (ftruncate(to->Get(), 0) != 0 || CopyAllBytes(from, to->Get(), source.st_size) != 0) return -1;
+  if (ftruncate(to->Get(), 0) != 0 || !CopyAllBytes(from, to->Get(), source.st_size)) return -1;
   // A file system without permission bits has a copy all the same.
   [[maybe_unused]] const int ignored = fchmod(to->Get(), source.st_mode & kPermissionBits);
   // Some file systems only say here that the disk is full. The descriptor is gone in any case.
