@@ -28,6 +28,10 @@ void RunStringsFamily(const Options& options, Goals* goals);
 void RunTextFilesFamily(const Options& options, Goals* goals);
 /// Paths beside the standard library's and GLib's, matches beside fnmatch.
 void RunPathsFamily(const Options& options, Goals* goals);
+/// Copies of files and folders beside the system's own and the standard library's.
+void RunCopiesFamily(const Options& options, Goals* goals);
+/// Folders listed and deleted beside fts, find, rm and the standard library.
+void RunFoldersFamily(const Options& options, Goals* goals);
 /// Conversions of text beside iconv and ICU.
 void RunCharsetsFamily(const Options& options, Goals* goals);
 

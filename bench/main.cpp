@@ -23,6 +23,8 @@ constexpr Family kFamilies[] = {
     {"strings", bench::RunStringsFamily},
     {"textfiles", bench::RunTextFilesFamily},
     {"paths", bench::RunPathsFamily},
+    {"copies", bench::RunCopiesFamily},
+    {"folders", bench::RunFoldersFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };

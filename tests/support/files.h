@@ -7,9 +7,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
+#include <utility>
 
 /// \file
 /// What is on the disk, for tests that change it.
@@ -32,8 +33,11 @@ inline bool IsThere(const std::string& path) {
 }
 
 inline std::string Contents(const std::string& path) {
+  std::ostringstream text;
   std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  // Nothing at all is a failure to a stream.
+  if (file.peek() != std::ifstream::traits_type::eof()) text << file.rdbuf();
+  return std::move(text).str();
 }
 
 inline void MakeFolder(const std::string& path) { std::filesystem::create_directories(path); }

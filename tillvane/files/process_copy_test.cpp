@@ -206,8 +206,8 @@ TEST(ProcessCopy, HolesStayHoles) {
   const std::string bytes = Bytes(70000);
   // A hole at the beginning, in the middle across pieces, and at the end.
   ASSERT_EQ(pwrite(file, bytes.data(), bytes.size(), 1 << 20), 70000);
-  ASSERT_EQ(pwrite(file, bytes.data(), bytes.size(), 5 << 20), 70000);
-  ASSERT_EQ(ftruncate(file, (32 << 20) + 5), 0);
+  ASSERT_EQ(pwrite(file, bytes.data(), bytes.size(), 3 << 20), 70000);
+  ASSERT_EQ(ftruncate(file, (8 << 20) + 5), 0);
   struct stat before, after;
   ASSERT_EQ(fstat(file, &before), 0);
   close(file);
@@ -218,7 +218,7 @@ TEST(ProcessCopy, HolesStayHoles) {
   EXPECT_EQ(after.st_size, before.st_size);
   EXPECT_LT(after.st_blocks, 2 * before.st_blocks);
   EXPECT_TRUE(Contents(folder.File("copy")) == Contents(source));
-  EXPECT_EQ(reports.lines, Expected((32 << 20) / kPiece + 1));
+  EXPECT_EQ(reports.lines, Expected((8 << 20) / kPiece + 1));
   ASSERT_EQ(LFile::CopyFile(source.c_str(), folder.File("copy2").c_str()), 1);
   ASSERT_EQ(stat(folder.File("copy2").c_str(), &after), 0);
   EXPECT_LT(after.st_blocks, 2 * before.st_blocks);
