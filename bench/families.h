@@ -37,6 +37,12 @@ void RunPathsFamily(const Options& options, Goals* goals);
 /// Lines and short texts of open files beside streams and bare system calls.
 void RunFilesFamily(const Options& options, Goals* goals);
 
+/// Folders listed and deleted beside fts, find, rm and the standard library.
+void RunFoldersFamily(const Options& options, Goals* goals);
+
+/// Copies of files and folders beside the system's own and the standard library's.
+void RunCopiesFamily(const Options& options, Goals* goals);
+
 /// The list of processes beside libproc2's and the program ps.
 void RunProcessesFamily(const Options& options, Goals* goals);
 

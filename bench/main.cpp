@@ -18,7 +18,8 @@ constexpr Family kFamilies[] = {
     {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
     {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
     {"textfiles", bench::RunTextFilesFamily}, {"paths", bench::RunPathsFamily},
-    {"files", bench::RunFilesFamily},         {"processes", bench::RunProcessesFamily},
+    {"files", bench::RunFilesFamily},         {"folders", bench::RunFoldersFamily},
+    {"copies", bench::RunCopiesFamily},       {"processes", bench::RunProcessesFamily},
     {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };

@@ -21,6 +21,9 @@
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/files/LFile.h>
+#include <tillvane/files/LFileFolderIterator.h>
+#include <tillvane/files/LLockFile.h>
+#include <tillvane/files/LProcessCopyFile.h>
 #include <tillvane/files/LProcessFile.h>
 #include <tillvane/files/LReadFile.h>
 #include <tillvane/files/LReadFileBuffered.h>
