@@ -238,8 +238,8 @@ TEST_F(CopyFault, AFullDiskIsNotTriedInOtherWays) {
         reports_ = {};
         EXPECT_EQ(Copy(), 2);
         EXPECT_EQ(errno, error);
-        // The pieces double in number with each call.
-        EXPECT_EQ(reports_.progress.size(), std::size_t{1} << (at - 1));
+        // A piece, another one, then two.
+        EXPECT_EQ(reports_.progress.size(), static_cast<std::size_t>(at));
         ExpectSourceAnd(false);
       }
     }
@@ -253,14 +253,15 @@ TEST_F(CopyFault, EachCallThatFailsHasItsResult) {
     int error, at, result;
   };
   const Case cases[] = {
-      {"open the source", &open_fault, EMFILE, 1, 2},     {"open the copy", &open_fault, ENFILE, 2, 2},
-      {"empty the copy", &ftruncate_fault, EIO, 1, 2},    {"a copy without a length", &ftruncate_fault, EINVAL, 1, 0},
-      {"the copy's time", &futimens_fault, EPERM, 1, 0},  {"close the copy", &close_fault, EDQUOT, 1, 2},
-      {"interrupted there", &close_fault, EINTR, 1, 0},   {"close the source", &close_fault, EIO, 2, 0},
-      {"lock the source", &flock_fault, ENOLCK, 1, 0},    {"lock the copy", &flock_fault, ENOLCK, 2, 0},
-      {"no lock at all", &flock_fault, EWOULDBLOCK, 0, 0}};
+      {"open the source", &open_fault, EMFILE, 1, 2},  {"open the copy", &open_fault, ENFILE, 2, 2},
+      {"empty the copy", &ftruncate_fault, EIO, 1, 2}, {"the copy's time", &futimens_fault, EPERM, 1, 0},
+      {"close the copy", &close_fault, EDQUOT, 1, 2},  {"interrupted there", &close_fault, EINTR, 1, 0},
+      {"close the source", &close_fault, EIO, 2, 0},   {"lock the source", &flock_fault, ENOLCK, 1, 0},
+      {"lock the copy", &flock_fault, ENOLCK, 2, 0},   {"no lock at all", &flock_fault, EWOULDBLOCK, 0, 0}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.what);
+    // Only a file that is there already has to be emptied.
+    if (one.fault == &ftruncate_fault) folder_.Write("copy", "what was there before");
     *one.fault = {one.error, one.at, 0};
     EXPECT_EQ(Copy(), one.result);
     EXPECT_GE(one.fault->calls, one.at);
@@ -287,8 +288,7 @@ TEST_F(CopyFault, EachCallThatFailsUnderACopyOfAFileHasItsResult) {
   };
   const Case cases[] = {{"the permission bits", &fchmod_fault, EPERM, 1},
                         {"close the copy", &close_fault, EDQUOT, 0},
-                        {"interrupted there", &close_fault, EINTR, 1},
-                        {"empty the copy", &ftruncate_fault, EIO, 0}};
+                        {"interrupted there", &close_fault, EINTR, 1}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.what);
     *one.fault = {one.error, 1, 0};
@@ -322,9 +322,9 @@ TEST_F(LockFault, OnlyAnothersLockIsALock) {
     Fault* fault;
     int error, result;
   };
-  const Case cases[] = {{&flock_fault, EAGAIN, 0}, {&flock_fault, ENOLCK, 1},  {&flock_fault, EINTR, 1},
-                        {&fstat_fault, EIO, 1},    {&ftruncate_fault, EIO, 1}, {&open_fault, EACCES, 1},
-                        {&open_fault, EAGAIN, 0},  {&open_fault, EMFILE, 1}};
+  const Case cases[] = {{&flock_fault, EAGAIN, 0}, {&flock_fault, ENOLCK, 1}, {&flock_fault, EINTR, 1},
+                        {&fstat_fault, EIO, 1},    {&open_fault, EACCES, 1},  {&open_fault, EAGAIN, 0},
+                        {&open_fault, EMFILE, 1}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.error);
     // Whatever closing says, the reason is that of the lock.

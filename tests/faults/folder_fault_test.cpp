@@ -166,6 +166,7 @@ TEST_F(FolderFault, WithoutAStreamAFolderIsEmptyAndNothingStaysOpen) {
   EXPECT_EQ(errno, ENOMEM);
   LFile::CopyFolderFiles(folder_.File("tree").c_str(), folder_.File("copy").c_str());
   LFile::SetFolderSecurityAllAccess(folder_.Path().c_str());
+  on_fdopendir = {};
   EXPECT_EQ(support::Tree(folder_.File("copy")), std::set<std::string>{});
 }
 

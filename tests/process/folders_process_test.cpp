@@ -97,10 +97,10 @@ TEST(FoldersProcess, AFolderMayBeEmptiedMeanwhile) {
   support::MakeFolder(tree);
   ChildProcess child({kHelper, "empty", tree});
   ASSERT_TRUE(child.WaitForOutput("ready", kLongMs));
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 5; ++round) {
     const int open_tree = open(tree.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     ASSERT_GE(open_tree, 0);
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < 200; ++i) {
       const int file = openat(open_tree, std::to_string(i).c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
       if (file >= 0) close(file);
     }

@@ -37,8 +37,8 @@ std::string Target(const std::string& link) {
 
 TEST(FileCopy, BytesAndPermissionBits) {
   const TempFolder folder;
-  for (const std::size_t size : {0, 1, 4096, 32768, 100000, 3000000}) {
-    for (const mode_t mode : {0600, 0644, 0755, 0444, 04711, 0777}) {
+  for (const std::size_t size : {0u, 1u, 4096u, 32768u, 100000u, 3000000u}) {
+    for (const mode_t mode : {0600u, 0644u, 0755u, 0444u, 04711u, 0777u}) {
       std::string bytes(size, 'x');
       for (std::size_t i = 0; i < size; i += 997) bytes[i] = static_cast<char>(i);
       const std::string source = folder.Write("source", bytes), copy = folder.File("copy");

@@ -174,7 +174,7 @@ std::string MakeLongFolder(const TempFolder& folder, std::size_t length) {
 }
 
 TEST(FolderDelete, WhatNoPathReachesIsLeftAlone) {
-  for (const std::size_t length : {256, 257, 258, 259, 300}) {
+  for (const std::size_t length : {256u, 257u, 258u, 259u, 300u}) {
     SCOPED_TRACE(length);
     for (const Delete one : {&LFile::DeleteFolderAndFiles, kTrees[0], kTrees[1]}) {
       const TempFolder folder;

@@ -105,17 +105,19 @@ class PieceCopy {
     // A stop is never long in coming: on a slow drive, pieces are copied one by one.
     constexpr std::chrono::milliseconds soon(5);
     const Clock::time_point begin = Clock::now();
-    const long wanted = std::min(left_, at_once_);
+    // Up to a multiple: the system copies what is aligned in larger pages.
+    const long wanted = std::min(left_, at_once_ - done_ % at_once_);
     const auto copied = static_cast<long>(platform::CopyBytes(from_, to_, static_cast<unsigned long>(wanted), holes_));
     has_failed_ = copied < wanted;
     error_ = errno;
     at_once_ = Clock::now() - begin < soon ? std::min(2 * at_once_, most_at_once) : kPiece;
     left_ -= copied;
+    done_ += copied;
     ahead_ += copied;
   }
 
   const int from_, to_;
-  long left_;
+  long left_, done_ = 0;
   const platform::Holes holes_;
   long ahead_ = 0;
   bool has_failed_ = false;
@@ -147,10 +149,16 @@ void CopyTime(int from, int to) {
   futimens(to, times);
 }
 
+bool Empty(int file) {
+  struct stat status;
+  // Some file systems write a file that was emptied to the disk when it is closed: one that is empty is left as it is.
+  if (fstat(file, &status) == 0 && status.st_size == 0) return true;
+  return ftruncate(file, 0) == 0;
+}
+
 int CopyOpenFiles(LProcessInterface& process, int from, OpenFile* to) {
   to->Lock(LOCK_EX);
-  // A device has no length to take away.
-  if (ftruncate(to->Get(), 0) != 0 && errno != EINVAL) return kFailed;
+  if (!Empty(to->Get())) return kFailed;
   const int result = CopyPieces(process, from, to->Get());
   if (result != kCopied) return result;
   CopyTime(from, to->Get());

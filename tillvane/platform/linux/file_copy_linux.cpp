@@ -44,8 +44,10 @@ bool CopyAllBytes(int from, int to, off_t size) {
 }
 
 /// Makes a file's bytes and permission bits those of another. Nobody else reads it before it has them.
-int FillCopy(int from, const struct stat& source, Descriptor* to) {
-  if (ftruncate(to->Get(), 0) != 0 || !CopyAllBytes(from, to->Get(), source.st_size)) return -1;
+int FillCopy(int from, const struct stat& source, Descriptor* to, const struct stat& copy) {
+  // ext4 writes a file that was emptied, also one that was empty, to the disk when it is closed.
+  if (copy.st_size != 0 && ftruncate(to->Get(), 0) != 0) return -1;
+  if (!CopyAllBytes(from, to->Get(), source.st_size)) return -1;
   // A file system without permission bits has a copy all the same.
   [[maybe_unused]] const int ignored = fchmod(to->Get(), source.st_mode & kPermissionBits);
   // Some file systems only say here that the disk is full. The descriptor is gone in any case.
@@ -60,7 +62,7 @@ int CopyRegularFile(Place from, Place to) {
   if (!copy.IsOpen() || fstat(copy.Get(), &copy_status) != 0) return -1;
   if (!S_ISREG(source_status.st_mode) || !S_ISREG(copy_status.st_mode)) return FailWith(EOPNOTSUPP);
   if (IsSame(source_status, copy_status)) return FailWith(EINVAL);
-  if (FillCopy(source.Get(), source_status, &copy) == 0) return 0;
+  if (FillCopy(source.Get(), source_status, &copy, copy_status) == 0) return 0;
   const int error = errno;
   unlinkat(to.folder, to.name, 0);
   return FailWith(error);
