@@ -43,7 +43,6 @@
 #include <tillvane/system/LPipe.h>
 #include <tillvane/system/LProcessList.h>
 #include <tillvane/system/LRunCommand.h>
-#include <tillvane/system/LProcessList.h>
 #include <tillvane/system/LSystemVersion.h>
 #include <tillvane/system/LToFSSpec.h>
 #include <tillvane/system/LUnicodeString.h>
