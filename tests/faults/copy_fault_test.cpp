@@ -48,7 +48,7 @@ Fault open_fault, fstat_fault, ftruncate_fault, range_fault, sendfile_fault, rea
 /// A fault that answers 0 and not -1.
 bool range_gives_nothing, sendfile_gives_nothing;
 std::size_t most_at_once;  ///< that a call copies; 0 for all
-std::function<void()> on_flock;
+std::function<void()> on_flock, on_unlink;
 bool is_slow;  ///< each call takes longer than pieces may that are copied together
 
 template <class Function>
@@ -113,6 +113,11 @@ int close(int file) {
 
 int fchmod(int file, mode_t mode) noexcept { return fchmod_fault.Strikes() ? -1 : Next(&fchmod, "fchmod")(file, mode); }
 
+int unlink(const char* path) noexcept {
+  if (on_unlink) on_unlink();
+  return Next(&unlink, "unlink")(path);
+}
+
 int flock(int file, int operation) noexcept {
   if (on_flock) on_flock();
   return flock_fault.Strikes() ? -1 : Next(&flock, "flock")(file, operation);
@@ -137,7 +142,7 @@ void Heal() {
   }
   range_gives_nothing = sendfile_gives_nothing = false;
   most_at_once = 0;
-  on_flock = {};
+  on_flock = on_unlink = {};
   is_slow = false;
 }
 
@@ -337,6 +342,21 @@ TEST_F(LockFault, OnlyAnothersLockIsALock) {
     EXPECT_EQ(LFile::TestFileShareReadBlocked(lock_path_.c_str()), 1 - one.result);
     Heal();
   }
+}
+
+// Whoever comes while a lock is given back does not share it with whoever comes then.
+TEST_F(LockFault, ALockThatIsGivenBackIsNotGivenTwice) {
+  LLockFile first;
+  ASSERT_EQ(first.Lock(path_.c_str()), 1);
+  LLockFile second;
+  int second_result = -1;
+  on_unlink = [&] {
+    if (second_result == -1) second_result = second.Lock(path_.c_str());
+  };
+  EXPECT_EQ(first.Lock(folder_.File("other.db").c_str()), 1);
+  EXPECT_EQ(second_result, 0) << "it is not given back yet";
+  LLockFile third;
+  EXPECT_EQ(third.Lock(path_.c_str()), 1);
 }
 
 TEST_F(LockFault, TheLockIsThatOfTheFileThatIsThere) {

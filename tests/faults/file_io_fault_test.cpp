@@ -189,9 +189,10 @@ TEST_F(FileIoFault, ATextIsReadInOneCallAndTheRestSkipped) {
 
 TEST_F(FileIoFault, ALineOfAFileIsReadAheadAndTheRestGivenBack) {
   file_.Fill("line\n" + std::string(9000, 'x') + "\n");
-  EXPECT_THAT(CallsOf([&] { reader_.ReadLine(buffer_, 100); }), ElementsAre("fstat", "read 256", "lseek -251 1"));
   EXPECT_THAT(CallsOf([&] { reader_.ReadLine(buffer_, 100); }),
-              ElementsAre("fstat", "read 256", "read 8192", "read 8192", "read 8192"));
+              ElementsAre("fstat", "lseek 0 1", "read 256", "lseek -251 1"));
+  EXPECT_THAT(CallsOf([&] { reader_.ReadLine(buffer_, 100); }),
+              ElementsAre("fstat", "lseek 0 1", "read 256", "read 8192", "read 8192", "read 8192"));
 }
 
 TEST_F(FileIoFault, WhatIsNoFileWithASizeIsReadByteByByte) {
@@ -219,6 +220,15 @@ TEST_F(FileIoFault, WhatIsNoFileWithASizeIsReadByteByByte) {
                 ElementsAre("fstat", "read 1", "read 1"));
     on_fstat = {};
   }
+}
+
+// A file system may have files with a size in which nobody can go back.
+TEST_F(FileIoFault, AFileThatCannotSeekIsReadByteByByte) {
+  file_.Fill("a\nb");
+  on_lseek = [](off_t, int) { return FailWith(ESPIPE); };
+  EXPECT_THAT(CallsOf([&] { EXPECT_EQ(reader_.ReadLine(buffer_, 10), 1); }),
+              ElementsAre("fstat", "lseek 0 1", "read 1", "read 1", "read 1", "lseek -1 1"));
+  on_lseek = {};
 }
 
 TEST_F(FileIoFault, TheBufferedReaderAsksNoMoreThanItHasTo) {

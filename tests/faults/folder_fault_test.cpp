@@ -112,6 +112,15 @@ TEST_F(FolderFault, FilesAreOldFromTheSecondOnThatIsDaysAgo) {
   }
 }
 
+TEST_F(FolderFault, OldFoldersStay) {
+  MakeFolder(folder_.File("empty"));
+  MakeFolder(folder_.File("full"));
+  folder_.Write("full/file", "text");
+  EXPECT_TRUE(IsDeleted(1700000000, 0, 1));
+  EXPECT_TRUE(IsThere(folder_.File("empty")));
+  EXPECT_TRUE(IsThere(folder_.File("full/file")));
+}
+
 TEST_F(FolderFault, DaysAndTimesWrapAt32Bits) {
   constexpr time_t now = 1700000000;
   // 49711 days are 2^32 seconds and 63104 more.

@@ -10,7 +10,8 @@
 /// '/' is written. No pointer may be null. Any thread, several at once.
 ///
 /// Operations on folders with all that is in them work through paths of 259 characters: an entry whose path is longer,
-/// joined with the path that was given, is left alone. They do not stop where something fails, and take no locks.
+/// joined with the path that was given, is left alone, and so is what is in a folder whose name ends with '\\'. They do
+/// not stop where something fails, and take no locks.
 class TILLVANE_API LFile {
  public:
   struct FolderIterator;  // LFileFolderIterator.h
@@ -143,6 +144,9 @@ class TILLVANE_API LFile {
 
   /// Copies what is in a folder into another, which is made when it is missing. Links to folders are followed, and
   /// links to files copied as links; each file is copied by `CopyFile`. What is there with the same name is replaced.
+  ///
+  /// Do not use it on trees whose names others choose: those of links are given to the shell as `CopyFile` does. Nor on
+  /// such with links to folders above: these are copied into themselves, as deep as a path can be.
   static void CopyFolderFiles(const char* source, const char* destination);
 
   // --- Files that others have open; the locks are advisory ---
@@ -164,7 +168,8 @@ class TILLVANE_API LFile {
   //
   // No path here may be null. These ask the system at each call and keep nothing; where memory is missing
   // std::bad_alloc leaves. But for the two tests of existence nothing asks a network volume: a server that is gone
-  // holds up nobody, and every path on such a volume counts as one that exists.
+  // holds up nobody, and every path on such a volume counts as one that exists. (A volume that is
+  // mounted on demand is mounted by the question, which may wait.)
 
   /// Is something there? A file is enough, and so is a folder, for either test. One who may not look into the folder
   /// does not see it. When there is nothing, a file in the current directory whose name is the path as

@@ -6,8 +6,8 @@
 #include <tillvane/files/LFile.h>
 
 /// Lists a folder's entries that match a pattern, one after the other, in the system's order. Lower and upper case of
-/// ASCII letters are the same to a pattern (`LFile::IsMatch`); names that begin with '.' or with "__MACOSX" never
-/// match.
+/// ASCII letters are the same to a pattern (`LFile::IsMatch`), as `strlwr` has them, which follows the locale: a
+/// Turkish one has no 'i' for an 'I'. Names that begin with '.' or with "__MACOSX" never match.
 ///
 ///     LFile::FolderIterator files;
 ///     for (int found = files.Open("/tmp", "*.txt"); found != 0; found = files.Next()) Use(files.entry.d_name);

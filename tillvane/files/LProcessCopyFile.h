@@ -16,7 +16,9 @@ struct LProcessCopyFile {
 ///
 /// The source is locked shared and the destination exclusively, each for about a second at most if somebody else has a
 /// lock; then the copy goes on without. Holes of the source are holes of the copy. Any thread that the process
-/// interface serves. \return 0 copied, 1 stopped, 2 failed, with errno. After 1, and after 2 if it was opened, the
-/// destination is deleted,
-///   whatever was there before. A file onto itself fails with nothing touched
+/// interface serves.
+/// \return 0 copied, 1 stopped, 2 failed, with errno. After 1, and after 2 if it was opened, the destination is
+/// deleted,
+///   whatever was there before, and is empty under another name that it may have. A file onto itself fails with nothing
+///   touched
 TILLVANE_API int Process(LProcessInterface& process, const LProcessCopyFile& request);

@@ -7,7 +7,8 @@
 ///
 /// The descriptor's offset stands behind the bytes in the buffer; whoever moves it otherwise has to Seek() before the
 /// next read. Without a descriptor (-1) nothing is read and the system is not asked. Failures are told by the results
-/// only; errno is then the system's. Used by one thread at a time.
+/// only; errno is then the system's. Used by one thread at a time. The buffer goes with the descriptor: another file
+/// takes another object.
 class TILLVANE_API LReadFileBuffered {
  public:
   explicit LReadFileBuffered(int descriptor = -1) : descriptor_(descriptor) {}

@@ -16,9 +16,10 @@ bool IsLink(const char* path) {
   return lstat(path, &status) == 0 && S_ISLNK(status.st_mode);
 }
 
-bool IsSameFile(const char* one, const char* other) {
+/// A link to the source is a file of its own.
+bool IsSameFile(const char* source, const char* destination) {
   struct stat first, second;
-  return stat(one, &first) == 0 && stat(other, &second) == 0 && first.st_dev == second.st_dev &&
+  return stat(source, &first) == 0 && lstat(destination, &second) == 0 && first.st_dev == second.st_dev &&
          first.st_ino == second.st_ino;
 }
 

@@ -84,12 +84,33 @@ TEST(FileCopy, AFileOntoItselfIsNotTouched) {
   const std::string path = folder.Write("file", "text");
   ASSERT_EQ(link(path.c_str(), folder.File("hard").c_str()), 0);
   Link("file", folder.File("soft"));
-  for (const std::string& same : {path, folder.Path() + "/./file", folder.File("hard"), folder.File("soft")}) {
+  for (const std::string& same : {path, folder.Path() + "/./file", folder.File("hard")}) {
     EXPECT_EQ(Copy(path, same), 0) << same;
     EXPECT_EQ(errno, EINVAL);
   }
   EXPECT_EQ(Contents(path), "text");
   EXPECT_EQ(Tree(folder.Path()), (Paths{"file", "hard", "soft"}));
+  // A link is not the file: it gives way to the copy.
+  EXPECT_EQ(Copy(path, folder.File("soft")), 1);
+  EXPECT_FALSE(std::filesystem::is_symlink(folder.File("soft")));
+  EXPECT_EQ(Contents(folder.File("soft")), "text");
+  EXPECT_EQ(Contents(path), "text");
+}
+
+TEST(FileCopy, InACopiedFolderLinksAndOtherNamesGiveWay) {
+  const TempFolder folder;
+  support::MakeFolder(folder.File("tree"));
+  support::MakeFolder(folder.File("copy"));
+  folder.Write("tree/linked", "new");
+  folder.Write("tree/named", "new");
+  const std::string precious = folder.Write("precious", "precious"), hard = folder.Write("hard", "hard");
+  Link("../precious", folder.File("copy/linked"));
+  ASSERT_EQ(link(hard.c_str(), folder.File("copy/named").c_str()), 0);
+  EXPECT_EQ(Copy(folder.File("tree"), folder.File("copy")), 1);
+  EXPECT_EQ(Contents(folder.File("copy/linked")), "new");
+  EXPECT_EQ(Contents(folder.File("copy/named")), "new");
+  EXPECT_EQ(Contents(precious), "precious");
+  EXPECT_EQ(Contents(hard), "hard");
 }
 
 TEST(FileCopy, PipesSocketsAndDevicesAreNotCopied) {

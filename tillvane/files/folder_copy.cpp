@@ -22,8 +22,10 @@ void CopyEntries(FolderListing& listing, WalkPath& source, WalkPath& destination
       LFile::CopyFile(source.Get(), destination.Get());
       continue;
     }
-    if (mkdir(destination.Get(), 0777) != 0 && !IsFolder(destination.Get())) continue;
     FolderListing inner(listing.Descriptor(), next->d_name);
+    // One in a folder that may be listed but not entered is none that can be asked about.
+    if (inner.Descriptor() < 0 && !IsFolder(source.Get())) continue;
+    if (mkdir(destination.Get(), 0777) != 0 && !IsFolder(destination.Get())) continue;
     CopyEntries(inner, source, destination);
   }
 }

@@ -51,6 +51,17 @@ TEST(FolderCopy, WhatIsThereIsReplacedAndTheRestStays) {
   EXPECT_EQ(Contents(folder.File("copy/a/other")), "other");
 }
 
+TEST(FolderCopy, AFolderOntoItselfIsNotTouched) {
+  const TempFolder folder;
+  MakeFolder(folder.File("tree/a"));
+  folder.Write("tree/a/file", "text");
+  ASSERT_EQ(symlink("a/file", folder.File("tree/link").c_str()), 0);
+  const auto before = Tree(folder.File("tree"));
+  Copy(folder.File("tree"), folder.File("tree"));
+  EXPECT_EQ(Tree(folder.File("tree")), before);
+  EXPECT_EQ(Contents(folder.File("tree/a/file")), "text");
+}
+
 TEST(FolderCopy, FailuresDoNotEndIt) {
   const TempFolder folder;
   MakeFolder(folder.File("tree/a"));

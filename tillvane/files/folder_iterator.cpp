@@ -44,12 +44,16 @@ LFile::FolderIterator::~FolderIterator() {
 
 int LFile::FolderIterator::Open(const char* folder_path, const char* name_pattern) {
   if (dir != nullptr) closedir(std::exchange(dir, nullptr));
-  entry.d_name[0] = '\0';
   // Only a folder opens; one that does not is listed as empty.
   dir = opendir(folder_path);
-  if (dir == nullptr && !IsOfType(folder_path, S_IFDIR)) return 0;
-  StoreText(folder, folder_path);
-  StoreText(pattern, name_pattern);
+  const bool is_folder = dir != nullptr || IsOfType(folder_path, S_IFDIR);
+  if (is_folder) {
+    StoreText(folder, folder_path);
+    StoreText(pattern, name_pattern);
+  }
+  // Last: the folder may be the entry of the listing before.
+  entry.d_name[0] = '\0';
+  if (!is_folder) return 0;
   return Next();
 }
 

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/current_folder.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tests/support/virtual_slots.h>
@@ -48,6 +49,18 @@ TEST(FolderIterator, VirtualFunctionsHaveTheirPlaces) {
   EXPECT_EQ(SlotOf(&LFile::FolderIteratorAllFiles::_Matches), 2);
   EXPECT_EQ(SlotOf(&LFile::FolderIterator::Next), -1);
   EXPECT_EQ(SlotOf(&LFile::FolderIterator::_GetNextFile), -1);
+}
+
+TEST(FolderIterator, GoesDownIntoItsOwnEntry) {
+  const TempFolder folder;
+  MakeFolder(folder.File("inner"));
+  folder.Write("inner/file", "");
+  const support::CurrentFolder there(folder.Path());
+  LFile::FolderIterator files;
+  ASSERT_EQ(files.Open(".", "inner"), 1);
+  ASSERT_EQ(files.Open(files.entry.d_name, "*"), 1);
+  EXPECT_STREQ(files.entry.d_name, "file");
+  EXPECT_STREQ(files.folder, "inner");
 }
 
 TEST(FolderIterator, ANewOneStandsNowhere) {

@@ -18,8 +18,9 @@ LLockFile::~LLockFile() {
 
 int LLockFile::Lock(const char* file_path) {
   if (filedes >= 0) {
-    close(std::exchange(filedes, -1));
+    // In this order: who comes between the two gets the lock of a file that is not there any more, and sees it.
     unlink(path);
+    close(std::exchange(filedes, -1));
   }
   LFile::_ApplyNewFileExtension(path, file_path, ".lck");
   filedes = platform::OpenLocked(path, platform::OpenFor::kReplacing, platform::FileLock::kExclusive, 0777);

@@ -168,7 +168,11 @@ int CopyOpenFiles(LProcessInterface& process, int from, OpenFile* to) {
 
 void Discard(OpenFile* file, const char* path) {
   const int error = errno;
-  if (file->IsOpen()) file->Close();
+  if (file->IsOpen()) {
+    // What a link leads to, or has another name, outlives the name that is deleted.
+    [[maybe_unused]] const int ignored = ftruncate(file->Get(), 0);
+    file->Close();
+  }
   unlink(path);
   errno = error;
 }

@@ -25,7 +25,8 @@ constexpr unsigned char kLongMark = 0xFF;
 /// files that the system makes up while they are read, some of which are gone then too, have no size.
 bool CanReadAhead(int descriptor) {
   struct stat status;
-  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0;
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
+         files::SeekOnce(descriptor, 0, SEEK_CUR) >= 0;
 }
 
 /// The bytes of a file from the descriptor's offset on. What was not dropped is given back at the end, also while an

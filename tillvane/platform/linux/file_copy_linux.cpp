@@ -68,6 +68,15 @@ int CopyRegularFile(Place from, Place to) {
   return FailWith(error);
 }
 
+/// What is at the destination goes first: of a link, or of a file with another name, what it leads to is left alone.
+int ReplaceRegularFile(Place from, const struct stat& source, Place to) {
+  struct stat there;
+  const bool is_there = fstatat(to.folder, to.name, &there, AT_SYMLINK_NOFOLLOW) == 0;
+  if (is_there && IsSame(source, there)) return FailWith(EINVAL);
+  if (is_there) unlinkat(to.folder, to.name, 0);
+  return CopyRegularFile(from, to);
+}
+
 int CopyLink(Place from, Place to) {
   char target[PATH_MAX];
   const ssize_t length = readlinkat(from.folder, from.name, target, sizeof target - 1);
@@ -152,7 +161,7 @@ class FolderCopy {
   void CopyEntry(Place from, Place to, std::size_t length) {
     struct stat status;
     if (fstatat(from.folder, from.name, &status, AT_SYMLINK_NOFOLLOW) != 0) return Note(false);
-    if (S_ISREG(status.st_mode)) return Note(CopyRegularFile(from, to) == 0);
+    if (S_ISREG(status.st_mode)) return Note(ReplaceRegularFile(from, status, to) == 0);
     if (S_ISLNK(status.st_mode)) return Note(CopyLink(from, to) == 0);
     errno = EOPNOTSUPP;
     if (!S_ISDIR(status.st_mode)) return Note(false);

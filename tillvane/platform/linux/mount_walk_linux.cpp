@@ -118,12 +118,13 @@ class Walk {
 
 }  // namespace
 
+bool HasNetworkMount(const MountTable& table) {
+  return std::any_of(table.begin(), table.end(), [](const Mount& mount) { return NetworkFileSystemID(mount); });
+}
+
 WayToVolume FollowPath(const MountTable& table, const std::string& path, LinkReader read_link) {
   // Mostly there is none, and the kernel follows a path best.
-  if (!path.starts_with('/') ||
-      std::none_of(table.begin(), table.end(), [](const Mount& mount) { return NetworkFileSystemID(mount); })) {
-    return {nullptr, path};
-  }
+  if (!path.starts_with('/') || !HasNetworkMount(table)) return {nullptr, path};
   Walk walk(table, read_link);
   const bool is_there = walk.Follow(path);
   // The kernel's own way may differ where a link is none of text (/proc/self/fd); it has the last word on what fails.

@@ -18,6 +18,9 @@ struct WayToVolume {
   std::string path;
 };
 
+/// Is there a mount that could wait for a server?
+bool HasNetworkMount(const MountTable& table);
+
 /// Follows a path through the mounts of a table, name by name, as the kernel does, symbolic links included; but within
 /// a network mount every name counts as a folder that exists, and nothing there is looked at: what is mounted below it,
 /// and the way out by '..', are told by their texts.

@@ -35,6 +35,9 @@ constexpr std::string_view kFuseTypes[] = {
     "smbnetfs", "sshfs",    "vmhgfs-fuse", "webdavfs",
 };
 
+/// Of local drives, although their sources look like a server's: mergerfs names its own after its branches, '1:2'.
+constexpr std::string_view kLocalFuseTypes[] = {"mergerfs", "mhddfs", "unionfs", "unionfs-fuse"};
+
 template <class List, class Matches>
 auto FindIn(const List& list, Matches matches) {
   const auto found = std::find_if(std::begin(list), std::end(list), matches);
@@ -49,9 +52,10 @@ bool LooksLikeAServer(std::string_view source) {
 
 /// \param program the subtype: what the program calls itself that serves the file system
 bool IsOfTheNetwork(std::string_view program, std::string_view source) {
+  const auto is_program = [program](std::string_view type) { return type == program; };
+  if (FindIn(kLocalFuseTypes, is_program) != nullptr) return false;
   // Programs that bring the files of a cloud are those that often have no name.
-  return program.empty() || LooksLikeAServer(source) ||
-         FindIn(kFuseTypes, [program](std::string_view type) { return type == program; }) != nullptr;
+  return program.empty() || LooksLikeAServer(source) || FindIn(kFuseTypes, is_program) != nullptr;
 }
 
 }  // namespace

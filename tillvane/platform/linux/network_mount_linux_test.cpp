@@ -33,6 +33,7 @@ TEST(NetworkMount, IsToldByTypeAndSource) {
       {"fuse.unheard", "me@server:", 0, 0x4A48},
       {"fuse.unheard", "https://server/x", 0, 0x4A48},
       {"fuse.unheard", "//server/share", 0, 0x4A48},
+      {"fuse.mergerfs", "1:2", 0, -1},
       {"fuse.unheard", "unheard", 0, -1},
       {"fuse.unheard", "/home/me/a:b", 0, -1},
       {"fuse.unheard", ":/x", 0, -1},

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -37,11 +38,26 @@ std::optional<std::string> ReadLink(const std::string& path) {
   return std::string(target, static_cast<std::size_t>(length));
 }
 
-std::string AbsolutePath(const char* path) {
+/// \return nothing where a path starts in a current folder that nobody knows
+std::optional<std::string> AbsolutePath(const char* path) {
+  if (path[0] == '\0' || path[0] == '/') return path;
   char folder[PATH_MAX];
-  // Of a folder that cannot be reached from the root Linux tells what is no path.
-  const bool starts_here = path[0] != '\0' && path[0] != '/' && getcwd(folder, sizeof folder) && folder[0] == '/';
-  return starts_here ? folder + std::string("/") + path : path;
+  // Not the C library's, which climbs up by itself where the kernel has no answer. Of a folder that cannot be reached
+  // from the root Linux tells what is no path.
+  const long length = syscall(SYS_getcwd, folder, sizeof folder);
+  if (length <= 0 || folder[0] != '/') return std::nullopt;
+  return folder + std::string("/") + path;
+}
+
+/// What the kernel may be asked about, or the mount where it is not to be asked.
+WayToVolume FindWay(const MountTable& table, const char* path) {
+  const std::optional<std::string> absolute = AbsolutePath(path);
+  // With a network mount somewhere nobody knows where an unknown folder is.
+  if (!absolute) return HasNetworkMount(table) ? WayToVolume{} : WayToVolume{nullptr, path};
+  WayToVolume way = FollowPath(table, *absolute, ReadLink);
+  // As it was given, it does not need the folders above the current one.
+  if (way.mount == nullptr && way.path == *absolute) way.path = path;
+  return way;
 }
 
 /// Finds the mount by what the kernel answers, and before that, by the mount table alone, makes sure that its answer
@@ -52,7 +68,7 @@ std::optional<Volume> FindVolume(const char* path) {
     const MountTable table = ReadMountTable();
     // Without it nobody knows whether the kernel would wait.
     if (table.empty()) return std::nullopt;
-    WayToVolume way = FollowPath(table, AbsolutePath(path), ReadLink);
+    WayToVolume way = FindWay(table, path);
     if (way.mount != nullptr) return Volume{*way.mount, {}};
     struct statx state;
     if (way.path.empty() || statx(AT_FDCWD, way.path.c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &state) != 0 ||
