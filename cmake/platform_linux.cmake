@@ -30,6 +30,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/event_loop_linux.cpp
   tillvane/platform/linux/event_pool_linux.cpp
   tillvane/platform/linux/event_queue_linux.cpp
+  tillvane/platform/linux/file_bytes_linux.cpp
+  tillvane/platform/linux/file_copy_linux.cpp
   tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/file_spec_linux.cpp
   tillvane/platform/linux/info_plist_linux.cpp
@@ -78,6 +80,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/event_linux_test.cpp
   tillvane/platform/linux/event_loop_linux_test.cpp
   tillvane/platform/linux/event_queue_linux_test.cpp
+  tillvane/platform/linux/file_copy_linux_test.cpp
   tillvane/platform/linux/file_object_linux_test.cpp
   tillvane/platform/linux/foreign_loop_linux_test.cpp
   tillvane/platform/linux/info_plist_linux_test.cpp

@@ -25,6 +25,9 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/files/LReadFile.h
   tillvane/files/LReadFileBuffered.h
   tillvane/files/LWriteFile.h
+  tillvane/files/LFileFolderIterator.h
+  tillvane/files/LLockFile.h
+  tillvane/files/LProcessCopyFile.h
   tillvane/net/LIPAddress.h
   tillvane/net/LIPSocket.h
   tillvane/net/LProcessSocket.h
@@ -89,6 +92,18 @@ set(TILLVANE_SOURCES
   tillvane/diag/thread_registry.cpp
   tillvane/files/current_directory.cpp
   tillvane/files/file_attributes.cpp
+  tillvane/files/file_copy.cpp
+  tillvane/files/file_errors.cpp
+  tillvane/files/file_extension_list.cpp
+  tillvane/files/file_sharing.cpp
+  tillvane/files/folder_access.cpp
+  tillvane/files/folder_copy.cpp
+  tillvane/files/folder_create.cpp
+  tillvane/files/folder_delete.cpp
+  tillvane/files/folder_iterator.cpp
+  tillvane/files/folder_old_files.cpp
+  tillvane/files/folder_walk.cpp
+  tillvane/files/lock_file.cpp
   tillvane/files/path_clean.cpp
   tillvane/files/path_join.cpp
   tillvane/files/path_match.cpp
@@ -98,6 +113,7 @@ set(TILLVANE_SOURCES
   tillvane/files/process_file.cpp
   tillvane/files/read_file.cpp
   tillvane/files/read_file_buffered.cpp
+  tillvane/files/process_copy.cpp
   tillvane/files/volume_exists.cpp
   tillvane/files/volume_queries.cpp
   tillvane/files/volume_rules.cpp
@@ -190,6 +206,17 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/current_directory_test.cpp
   tillvane/files/file_attributes_test.cpp
   tillvane/files/line_reading_test.cpp
+  tillvane/files/file_copy_test.cpp
+  tillvane/files/file_errors_test.cpp
+  tillvane/files/file_extension_list_test.cpp
+  tillvane/files/file_sharing_test.cpp
+  tillvane/files/folder_access_test.cpp
+  tillvane/files/folder_copy_test.cpp
+  tillvane/files/folder_create_test.cpp
+  tillvane/files/folder_delete_test.cpp
+  tillvane/files/folder_iterator_test.cpp
+  tillvane/files/folder_old_files_test.cpp
+  tillvane/files/lock_file_test.cpp
   tillvane/files/path_clean_test.cpp
   tillvane/files/path_differential_test.cpp
   tillvane/files/path_join_test.cpp
@@ -200,6 +227,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/process_file_test.cpp
   tillvane/files/read_file_buffered_test.cpp
   tillvane/files/read_file_test.cpp
+  tillvane/files/process_copy_test.cpp
   tillvane/files/volume_exists_test.cpp
   tillvane/files/volume_queries_test.cpp
   tillvane/files/volume_rules_test.cpp

@@ -25,6 +25,9 @@
 #include <tillvane/files/LReadFile.h>
 #include <tillvane/files/LReadFileBuffered.h>
 #include <tillvane/files/LWriteFile.h>
+#include <tillvane/files/LFileFolderIterator.h>
+#include <tillvane/files/LLockFile.h>
+#include <tillvane/files/LProcessCopyFile.h>
 #include <tillvane/net/LIPAddress.h>
 #include <tillvane/net/LIPSocket.h>
 #include <tillvane/net/LProcessSocket.h>

@@ -4,12 +4,18 @@
 
 /// Files by their paths: all of it is static. A path is terminated bytes as the system takes them.
 ///
-/// The operations on paths only look at the bytes; but for the current directory, none of them asks the system. An
-/// output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is longer is cut
-/// without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together, '/' is written.
-/// No pointer may be null. Nothing is allocated. Any thread, several at once.
+/// The operations on paths only look at the bytes; but for the current directory, none of them asks the system or
+/// allocates. An output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is
+/// longer is cut without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together,
+/// '/' is written. No pointer may be null. Any thread, several at once.
+///
+/// Operations on folders with all that is in them work through paths of 259 characters: an entry whose path is longer,
+/// joined with the path that was given, is left alone. They do not stop where something fails, and take no locks.
 class TILLVANE_API LFile {
  public:
+  struct FolderIterator;  // LFileFolderIterator.h
+  struct FolderIteratorAllFiles;
+
   // --- Taking a path apart; the output may be the path itself ---
 
   /// The folder without a separator at its end: '/a/b' of '/a/b/c' and of '/a/b/', '/' of '/c'; empty of 'c' and of
@@ -98,6 +104,62 @@ class TILLVANE_API LFile {
   template <class T>
   static bool IsMatch(const T* pattern, const T* name);
 
+  // --- Folders; 1 is success and 0 failure, with errno ---
+
+  /// Makes a folder, and the folders above it that are missing, of mode 0777 less the process's mask.
+  /// \return 1 when it was made: 0 when it is there already
+  static int CreateFolderTree(const char* folder);
+
+  /// Deletes what is in a folder but for folders and links to folders, and then the folder.
+  /// \return 1 when the folder is gone; 0 for example when there are folders in it, which stay
+  static int DeleteFolderAndFiles(const char* folder);
+
+  /// Deletes a folder with all that is in it. A link to a folder is followed: what is in that folder is deleted, while
+  /// the link stays, and with it the folder that it is in. Do not use it on trees that may have such links.
+  /// \return 1 when the folder is gone; 0 otherwise, and for an empty path
+  static int DeleteFolderTree(const char* folder);
+
+  /// The same, also for files that are marked as immutable or append only, if these marks are the caller's to take
+  /// away. Those of folders stay.
+  static int DeleteFolderTreeAlways(const char* folder);
+
+  /// Deletes the entries of a folder that match a pattern as `FolderIterator` lists them, and whose status last changed
+  /// more than so many days ago, or that are links to nothing. Folders stay. With days below 1 nothing happens.
+  static void DeleteOldFiles(const char* folder, const char* pattern, int days);
+
+  /// Lets everybody read, write and execute a file, or a folder with all that is in it (mode 0777). Links are followed.
+  static void SetFolderSecurityAllAccess(const char* path);
+
+  // --- Copies ---
+
+  /// Copies a file's bytes and permission bits, a folder with all that is in it, or a link as a link. What is at the
+  /// destination is deleted first, if it is no folder, also when the copy then fails. Of a file that could not be
+  /// copied whole nothing remains.
+  ///
+  /// A link is copied by the shell, `cp -R "SOURCE" "DESTINATION"`, cut to 259 characters: paths that come from
+  /// elsewhere must not have characters that mean something between double quotes.
+  /// \return 1, or 0 with errno; 0 for pipes, sockets and devices, and, with nothing touched, for a file onto itself
+  static int CopyFile(const char* source, const char* destination);
+
+  /// Copies what is in a folder into another, which is made when it is missing. Links to folders are followed, and
+  /// links to files copied as links; each file is copied by `CopyFile`. What is there with the same name is replaced.
+  static void CopyFolderFiles(const char* source, const char* destination);
+
+  // --- Files that others have open; the locks are advisory ---
+
+  /// Does another holder have a lock of the file that keeps this one from an exclusive one just now? A file that is
+  /// missing or cannot be opened is not blocked. Both functions are the same test.
+  static int TestFileShareReadBlocked(const char* path);
+  static int TestFileShareWriteBlocked(const char* path);
+
+  // --- Why the calling thread's last operation failed: questions about errno ---
+
+  static int IsErrorFileNotFound();
+  static int IsErrorPermissionDenied();
+  static int IsErrorAlreadyExists();
+  /// No permission, or somebody else's lock.
+  static int IsErrorSharingViolation();
+
   // --- Where a path lives; a symbolic link is followed ---
   //
   // No path here may be null. These ask the system at each call and keep nothing; where memory is missing
@@ -174,3 +236,8 @@ TILLVANE_API bool LFile::IsMatch(const char* pattern, const char* name);
 
 /// 1 for an ASCII letter or digit, otherwise 0, whatever the locale. Any thread.
 TILLVANE_API int LFileIsLetterOrNumber(char character);
+
+/// Is an extension in a list, which ends with a null pointer? The whole texts are compared, with or without the dot as
+/// the list has it; lower and upper case of ASCII letters are the same. Any thread.
+/// \return 1 or 0
+TILLVANE_API int LIsFileExtensionInList(const char** list, const char* extension);

@@ -1,11 +1,17 @@
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 
+#include <linux/fs.h>
 #include <linux/limits.h>
 
 #include <cerrno>
 #include <cstdio>
 
 #include <tillvane/platform/file_object.h>
+#include <tillvane/platform/linux/descriptor_linux.h>
 
 namespace platform {
 
@@ -17,6 +23,61 @@ int SetExtendedAttribute(const char* path, const char* name, const void* value, 
     return -1;
   }
   return setxattr(path, user_name, value, size, 0);
+}
+
+int ClearFileFlags(const char* path) {
+  struct stat status;
+  if (lstat(path, &status) != 0) return -1;
+  if (!S_ISREG(status.st_mode)) {
+    // To open a device or a pipe may do something to it.
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  const Descriptor file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.IsOpen()) return -1;
+  // The kernel reads and writes an int, whatever the call's number says.
+  int flags = 0;
+  if (ioctl(file.Get(), FS_IOC_GETFLAGS, &flags) != 0) return -1;
+  flags &= ~(FS_IMMUTABLE_FL | FS_APPEND_FL);
+  return ioctl(file.Get(), FS_IOC_SETFLAGS, &flags);
+}
+
+namespace {
+
+// Each try but the last found that the file was replaced just then.
+constexpr int kOpenTries = 100;
+
+enum class Locked { kYes, kNo, kReplaced };
+
+/// Locks an open file, if the path still leads to it.
+Locked LockAt(const char* path, int file, FileLock lock) {
+  struct stat opened, there;
+  if (fstat(file, &opened) != 0) return Locked::kNo;
+  if (!S_ISREG(opened.st_mode) && !S_ISDIR(opened.st_mode)) {
+    errno = EOPNOTSUPP;
+    return Locked::kNo;
+  }
+  if (flock(file, (lock == FileLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) return Locked::kNo;
+  const bool is_same = stat(path, &there) == 0 && there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+  return is_same ? Locked::kYes : Locked::kReplaced;
+}
+
+}  // namespace
+
+int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mode) {
+  const int flags = purpose == OpenFor::kReading ? O_RDONLY : O_RDWR | O_CREAT;
+  for (int i = 0; i < kOpenTries; ++i) {
+    Descriptor file(open(path, flags | O_NONBLOCK | O_CLOEXEC, mode));
+    if (!file.IsOpen()) return -1;
+    const Locked locked = LockAt(path, file.Get(), lock);
+    if (locked == Locked::kReplaced) continue;
+    if (locked == Locked::kNo) return -1;
+    // Not by O_TRUNC: a file that another one holds is left as it is.
+    if (purpose == OpenFor::kReplacing && ftruncate(file.Get(), 0) != 0) return -1;
+    return file.Release();
+  }
+  errno = EAGAIN;
+  return -1;
 }
 
 }  // namespace platform

@@ -1,0 +1,172 @@
+// System calls that fail under the operations on folders, and a clock of the test's own. The definitions here take the
+// place of the C library's for everything that is linked into this program.
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/files.h>
+#include <tests/support/temp_folder.h>
+#include <tillvane/files/LFile.h>
+#include <tillvane/files/LFileFolderIterator.h>
+
+namespace {
+
+// What a call does instead, while it is set.
+std::function<time_t()> on_time;
+std::function<int(struct stat* status)> on_fstatat;
+std::function<DIR*()> on_fdopendir;
+std::function<void(dirent* entry)> on_readdir;
+
+template <class Function>
+Function* Next(Function*, const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" {
+
+time_t time(time_t* out) noexcept {
+  const time_t now = on_time ? on_time() : Next(&time, "time")(nullptr);
+  if (out != nullptr) *out = now;
+  return now;
+}
+
+int fstatat(int folder, const char* name, struct stat* status, int flags) noexcept {
+  const int result = Next(&fstatat, "fstatat")(folder, name, status, flags);
+  return result == 0 && on_fstatat ? on_fstatat(status) : result;
+}
+
+DIR* fdopendir(int folder) { return on_fdopendir ? on_fdopendir() : Next(&fdopendir, "fdopendir")(folder); }
+
+dirent* readdir(DIR* stream) {
+  dirent* const entry = Next(&readdir, "readdir")(stream);
+  if (entry != nullptr && on_readdir) on_readdir(entry);
+  return entry;
+}
+
+}  // extern "C"
+
+namespace {
+
+using support::IsThere;
+using support::MakeFolder;
+using support::TempFolder;
+
+class FolderFault : public testing::Test {
+ protected:
+  ~FolderFault() override {
+    on_time = {};
+    on_fstatat = {};
+    on_fdopendir = {};
+    on_readdir = {};
+  }
+
+  /// Is a file of this time deleted, when it is now so late?
+  bool IsDeleted(time_t now, time_t changed, int days) {
+    const std::string path = folder_.Write("file", "");
+    on_time = [=] { return now; };
+    on_fstatat = [=](struct stat* status) {
+      status->st_ctim.tv_sec = changed;
+      return 0;
+    };
+    LFile::DeleteOldFiles(folder_.Path().c_str(), "*", days);
+    on_time = {};
+    on_fstatat = {};
+    return !IsThere(path);
+  }
+
+  const TempFolder folder_;
+};
+
+TEST_F(FolderFault, FilesAreOldFromTheSecondOnThatIsDaysAgo) {
+  constexpr time_t now = 1700000000, day = 86400;
+  const struct {
+    time_t changed;
+    int days;
+    bool is_deleted;
+  } cases[] = {{now, 1, false},
+               {now - day, 1, false},
+               {now - day - 1, 1, true},
+               {now - 30 * day, 30, false},
+               {now - 30 * day - 1, 30, true},
+               {0, 19675, true},
+               {0, 19676, false},
+               {-1, 19675, true},
+               {now - 3 * day, 0, false},
+               {now - 3 * day, -1, false}};
+  for (const auto& one : cases) {
+    EXPECT_EQ(IsDeleted(now, one.changed, one.days), one.is_deleted) << one.changed << ' ' << one.days;
+  }
+}
+
+TEST_F(FolderFault, DaysAndTimesWrapAt32Bits) {
+  constexpr time_t now = 1700000000;
+  // 49711 days are 2^32 seconds and 63104 more.
+  EXPECT_TRUE(IsDeleted(now, now - 63105, 49711));
+  EXPECT_FALSE(IsDeleted(now, now - 63104, 49711));
+  EXPECT_TRUE(IsDeleted(now, now - 63105, 49711));
+  // Behind the year 2038.
+  constexpr time_t late = time_t{1} << 31;
+  EXPECT_TRUE(IsDeleted(late + 1000000, late + 1000000 - 86401, 1));
+  EXPECT_FALSE(IsDeleted(late + 1000000, late + 1000000 - 86400, 1));
+}
+
+TEST_F(FolderFault, WhatCannotBeAskedIsAsOldAsCanBe) {
+  const std::string path = folder_.Write("file", "");
+  on_fstatat = [](struct stat*) {
+    errno = EIO;
+    return -1;
+  };
+  LFile::DeleteOldFiles(folder_.Path().c_str(), "*", 1);
+  EXPECT_FALSE(IsThere(path));
+}
+
+TEST_F(FolderFault, AListingWithoutKindsIsAsGoodAsOneWithThem) {
+  on_readdir = [](dirent* entry) { entry->d_type = DT_UNKNOWN; };
+  const auto make = [&] {
+    MakeFolder(folder_.File("tree/a/b"));
+    folder_.Write("tree/a/b/file", "text");
+    folder_.Write("tree/file", "text");
+  };
+  make();
+  LFile::CopyFolderFiles(folder_.File("tree").c_str(), folder_.File("copy").c_str());
+  LFile::SetFolderSecurityAllAccess(folder_.File("copy").c_str());
+  EXPECT_EQ(support::Contents(folder_.File("copy/a/b/file")), "text");
+  EXPECT_EQ(support::Mode(folder_.File("copy/a/b/file")), 0777u);
+  EXPECT_EQ(LFile::DeleteFolderAndFiles(folder_.File("copy").c_str()), 0);
+  EXPECT_FALSE(IsThere(folder_.File("copy/file")));
+  EXPECT_TRUE(IsThere(folder_.File("copy/a/b/file")));
+  EXPECT_EQ(LFile::DeleteFolderTree(folder_.File("copy").c_str()), 1);
+  EXPECT_EQ(LFile::DeleteFolderTreeAlways(folder_.File("tree").c_str()), 1);
+}
+
+TEST_F(FolderFault, WithoutAStreamAFolderIsEmptyAndNothingStaysOpen) {
+  MakeFolder(folder_.File("tree"));
+  folder_.Write("tree/file", "");
+  on_fdopendir = [] {
+    errno = ENOMEM;
+    return nullptr;
+  };
+  EXPECT_EQ(LFile::DeleteFolderTree(folder_.File("tree").c_str()), 0);
+  EXPECT_EQ(errno, ENOTEMPTY);
+  EXPECT_EQ(LFile::CopyFile(folder_.File("tree").c_str(), folder_.File("copy").c_str()), 0);
+  EXPECT_EQ(errno, ENOMEM);
+  LFile::CopyFolderFiles(folder_.File("tree").c_str(), folder_.File("copy").c_str());
+  LFile::SetFolderSecurityAllAccess(folder_.Path().c_str());
+  EXPECT_EQ(support::Tree(folder_.File("copy")), std::set<std::string>{});
+}
+
+}  // namespace
