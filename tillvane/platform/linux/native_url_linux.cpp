@@ -20,6 +20,8 @@ CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
   return text.empty() ? nullptr : new NativeURL{text, is_folder};
 }
 
+CFURLRef MainBundleURL() { return new NativeURL{MainBundlePath(), true}; }
+
 CFURLRef MainBundleResourcesURL() { return new NativeURL{MainBundleResourcesPath(), true}; }
 
 CFStringRef URLFileSystemPath(CFURLRef url) { return StringFromUTF8(url->path.c_str()); }
