@@ -31,8 +31,8 @@ bool IsLink(const std::string& path) {
 /// The place of a path that is not there, by the first of its folders whose name is a link's in the home.
 std::string PlaceBehindLink(std::string_view path, const std::string& home) {
   if (!IsInside(path, home)) return {};
+  // With the slash behind the home the first name is empty: the home and a slash, which is no link.
   std::string_view rest = path.substr(home.size());
-  if (rest.starts_with('/')) rest.remove_prefix(1);
   for (std::size_t slash; (slash = rest.find('/')) != std::string_view::npos;) {
     const std::string entry = home + '/' + std::string(rest.substr(0, slash));
     rest.remove_prefix(slash + 1);

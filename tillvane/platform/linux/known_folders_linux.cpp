@@ -123,7 +123,7 @@ std::string ApplicationSupportFolderOf(const std::string& data_home, const std::
 
 std::string UserFolderOf(FolderKind kind, const FolderSources& sources) {
   const std::string home = HomeFolderOf(sources.home);
-  const std::string data_home = ApplicationSupportFolderOf(sources.data_home, home);
+  std::string data_home = ApplicationSupportFolderOf(sources.data_home, home);
   if (kind == FolderKind::kApplicationSupport) return data_home;
   if (kind == FolderKind::kApplications) return Inside(data_home, kApplications);
   const std::string_view name = UserDirectoryName(kind);

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include <tests/support/current_folder.h>
 #include <tillvane/platform/linux/known_folders_linux.h>
 
 namespace {
@@ -260,7 +261,7 @@ TEST(KnownFolders, UserDirsThatCannotBeReadTellNothing) {
 
 TEST(KnownFolders, LocalApplicationsThatAreThere) {
   const TemporaryFolder folder;
-  const std::string root = folder.Path();
+  const std::string& root = folder.Path();
   for (const char* there : {"/a/applications", "/b/applications", "/c"}) {
     std::filesystem::create_directories(root + there);
   }
@@ -278,6 +279,7 @@ TEST(KnownFolders, LocalApplicationsThatAreThere) {
       {":", {}},
   };
   FolderSources sources = SourcesAt("/home/ada");
+  const support::CurrentFolder here(root);
   for (const auto& c : cases) {
     sources.data_dirs = c.data_dirs;
     EXPECT_EQ(LocalApplicationsOf(sources), c.folders) << c.data_dirs;
