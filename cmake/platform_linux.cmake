@@ -65,6 +65,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/stream_socket_linux.cpp
   tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
+  tillvane/platform/linux/user_dirs_linux.cpp
   tillvane/platform/linux/volume_linux.cpp
   tillvane/platform/linux/workspace_linux.cpp
 )
@@ -101,6 +102,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/stream_socket_linux_test.cpp
   tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
+  tillvane/platform/linux/user_dirs_linux_test.cpp
   tillvane/platform/linux/volume_linux_test.cpp
 )
 

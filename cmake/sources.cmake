@@ -27,6 +27,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/files/LProcessFile.h
   tillvane/files/LReadFile.h
   tillvane/files/LReadFileBuffered.h
+  tillvane/files/LSpecialFolder.h
   tillvane/files/LWriteFile.h
   tillvane/net/LIPAddress.h
   tillvane/net/LIPSocket.h
@@ -91,6 +92,7 @@ set(TILLVANE_SOURCES
   tillvane/diag/thread_names.cpp
   tillvane/diag/thread_registry.cpp
   tillvane/files/current_directory.cpp
+  tillvane/files/data_folders.cpp
   tillvane/files/file_attributes.cpp
   tillvane/files/file_copy.cpp
   tillvane/files/file_errors.cpp
@@ -103,6 +105,7 @@ set(TILLVANE_SOURCES
   tillvane/files/folder_iterator.cpp
   tillvane/files/folder_old_files.cpp
   tillvane/files/folder_walk.cpp
+  tillvane/files/installed_application.cpp
   tillvane/files/lock_file.cpp
   tillvane/files/path_clean.cpp
   tillvane/files/path_join.cpp
@@ -114,6 +117,8 @@ set(TILLVANE_SOURCES
   tillvane/files/process_file.cpp
   tillvane/files/read_file.cpp
   tillvane/files/read_file_buffered.cpp
+  tillvane/files/sandbox_paths.cpp
+  tillvane/files/special_folders.cpp
   tillvane/files/volume_exists.cpp
   tillvane/files/volume_queries.cpp
   tillvane/files/volume_rules.cpp
@@ -204,6 +209,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/diag/thread_registry_stress_test.cpp
   tillvane/diag/thread_registry_test.cpp
   tillvane/files/current_directory_test.cpp
+  tillvane/files/data_folders_test.cpp
   tillvane/files/file_attributes_test.cpp
   tillvane/files/file_copy_test.cpp
   tillvane/files/file_errors_test.cpp
@@ -215,6 +221,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/folder_delete_test.cpp
   tillvane/files/folder_iterator_test.cpp
   tillvane/files/folder_old_files_test.cpp
+  tillvane/files/installed_application_test.cpp
   tillvane/files/line_reading_test.cpp
   tillvane/files/lock_file_test.cpp
   tillvane/files/path_clean_test.cpp
@@ -228,6 +235,8 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/process_file_test.cpp
   tillvane/files/read_file_buffered_test.cpp
   tillvane/files/read_file_test.cpp
+  tillvane/files/sandbox_paths_test.cpp
+  tillvane/files/special_folders_test.cpp
   tillvane/files/volume_exists_test.cpp
   tillvane/files/volume_queries_test.cpp
   tillvane/files/volume_rules_test.cpp

@@ -27,6 +27,7 @@
 #include <tillvane/files/LProcessFile.h>
 #include <tillvane/files/LReadFile.h>
 #include <tillvane/files/LReadFileBuffered.h>
+#include <tillvane/files/LSpecialFolder.h>
 #include <tillvane/files/LWriteFile.h>
 #include <tillvane/net/LIPAddress.h>
 #include <tillvane/net/LIPSocket.h>

@@ -213,6 +213,86 @@ class TILLVANE_API LFile {
   /// The same folder.
   static int GetNetworkSharesFolder(char* out);
 
+  // --- Folders that the system has for the user, and for applications ---
+  //
+  // Each writes a path of at most 259 characters, cut where it is longer, and asks the system afresh. None says that it
+  // failed: a folder that could not be made is not there. A confined application has a home of its own, its container;
+  // on Linux it is a snap's $HOME and inside Flatpak ~/.var/app/ID. No pointer may be null; where memory is missing
+  // std::bad_alloc leaves.
+
+  /// Where applications keep the user's data: on Linux $XDG_DATA_HOME or ~/.local/share, made with the folders above it
+  /// for the user alone. Both are the same: no such folder is the machine's.
+  static void GetUserDataFolder(char* dest);
+  static void GetSharedDataFolder(char* dest);
+
+  /// The folder of this name in the user's data folder, made when it is missing, of mode 0777 less the process's mask.
+  static void GetUserDataFolderApp(char* dest, const char* name);
+  /// The library's own: "Tillvane".
+  static void GetUserDataFolderApp(char* dest);
+  /// A folder in the library's own, made in the same way. Here the name comes first.
+  static void GetUserDataFolderAppSubFolder(const char* name, char* dest);
+
+  /// The folder "Shared" in the library's own.
+  static void GetSharedDataFolderApp(char* dest);
+  /// A folder in it. When it is missing it is made, and opened to everybody by SetFolderSecurityAllAccess; one that is
+  /// there keeps its permissions. The name comes first.
+  static void GetSharedDataFolderAppSubFolder(const char* name, char* dest);
+
+  /// The user's own folders, by `GetUserSpecialFolder`.
+  static void GetUserDownloadFolder(char* dest);
+  static void GetUserDesktopFolder(char* dest);
+  static void GetUserDocumentsFolder(char* dest);
+  /// On Linux `applications` in the user's data folder, which has `NAME.desktop` of each application.
+  static void GetUserApplicationsFolder(char* dest);
+  static void GetUserPicturesFolder(char* dest);
+  static void GetUserVideoFolder(char* dest);
+  static void GetUserMusicFolder(char* dest);
+
+  /// The home; of a confined application its container.
+  static void GetUserFolder(char* dest);
+
+  /// The home in the user's account, as it stands there, whether confined or not; empty for a user without one.
+  static void GetUserFolderNonSandboxed(char* dest);
+  /// "Downloads", "Pictures", "Movies" and "Music" in it, whatever the user calls these folders.
+  static void GetUserDownloadFolderNonSandboxed(char* dest);
+  static void GetUserPicturesFolderNonSandboxed(char* dest);
+  static void GetUserVideoFolderNonSandboxed(char* dest);
+  static void GetUserMusicFolderNonSandboxed(char* dest);
+
+  /// The machine's applications. On Linux the first `applications` in $XDG_DATA_DIRS (/usr/local/share:/usr/share) that
+  /// is there; "/Applications" when the system tells of none.
+  static void GetApplicationsFolder(char* dest);
+
+  /// An application by the name of its entry, 'Maps.app' or 'org.gnome.Maps.desktop': first among the user's, then
+  /// among the machine's, which on Linux may be in several folders.
+  /// \param dest the path; when there is none, where it would be in the folder of GetApplicationsFolder
+  static bool GetInstalledApplicationExePath(char* dest, const char* name);
+
+  /// "/Contents/Resources/help" in the bundle's folder, whether it is there or not.
+  static void GetHelpFolder(char* dest);
+
+  /// Where temporary files go: on Linux $TMPDIR or /tmp, inside Flatpak /var/tmp.
+  /// \return `dest`
+  static char* GetTempFolder(char* dest);
+
+  /// The bundle's folder, and not the executable in it.
+  static void GetProgramExecutablePath(char* dest);
+
+  // --- Between a confined application's container and the user's real folders ---
+
+  /// Does the path begin with the bytes of the home? So does 'HOME2/x'. Links are not followed. Without a sandbox all
+  /// of the home is inside.
+  static bool IsPathInSandbox(const char* path);
+
+  /// The real place outside of a path in the container, whose folders may be links to the user's own.
+  ///
+  /// What is there is resolved. Of what is not there yet, the folders on its way are looked for directly in the home,
+  /// one after the other, until one is a link: 'HOME/Downloads/a/b' is in the real Downloads, and a path without a name
+  /// behind the link is nowhere.
+  /// \param dest may be the path
+  /// \return false, and an empty `dest`, when the place is not outside, is not known or has more than 259 characters
+  static bool MakeNonSandboxedFilePath(char* dest, const char* path);
+
   // --- Others ---
 
   /// A size for people, in units of 1024, cut to whole ones: '1 KB' of 1536, '1 Bytes' of 1.

@@ -12,6 +12,9 @@ namespace platform {
 /// \return null when the path is empty
 CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder);
 
+/// The absolute URL of the main bundle. \return null when it has none
+CFURLRef MainBundleURL();
+
 /// The absolute URL of the folder in which the main bundle keeps its resources. \return null when it has none
 CFURLRef MainBundleResourcesURL();
 

@@ -7,6 +7,11 @@
 /// folder that APPDIR names while it holds the executable, as that of an AppImage does; else the executable is a bare
 /// one. Paths are UTF-8; one that is not is an empty text. Any thread.
 
+/// Writes the path of the bundle's folder, absolute, without a slash at its end: NAME.app, the folder of APPDIR, or the
+/// one that a bare executable lies in. As many whole characters are written as fit, and a terminator.
+/// \param capacity bytes that `dest` can hold; 0 writes nothing
+TILLVANE_API void LGetBundleFolder(char* dest, unsigned long capacity);
+
 /// Writes the folder in which the application keeps its resources, absolute, without a slash at its end:
 /// Contents/Resources in a NAME.app; else the bundle's folder itself, or the one that a bare executable lies in. It
 /// need not be there. As many whole characters are written as fit, and a terminator.

@@ -9,14 +9,21 @@
 #include <fstream>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include <tests/support/current_folder.h>
 #include <tillvane/platform/linux/known_folders_linux.h>
 
 namespace {
 
 using platform::ApplicationSupportFolderOf;
+using platform::FolderKind;
+using platform::FolderSources;
 using platform::HomeFolderOf;
 using platform::HomeSources;
+using platform::LocalApplicationsOf;
+using platform::TemporaryFolderOf;
+using platform::UserFolderOf;
 
 /// A folder that is removed in the end.
 class TemporaryFolder {
@@ -169,6 +176,137 @@ TEST(KnownFolders, AFileInTheWayIsLeftAlone) {
   EXPECT_TRUE(std::filesystem::is_regular_file(folder.Path() + "/a"));
   const Variable data_home("XDG_DATA_HOME", (folder.Path() + "/a/b").c_str());
   EXPECT_EQ(platform::ApplicationSupportFolder(), folder.Path() + "/a/b");
+}
+
+FolderSources SourcesAt(const std::string& home) {
+  FolderSources sources;
+  sources.home.home = home;
+  sources.home.flatpak_info = "/no/such/file";
+  return sources;
+}
+
+/// The same inside Flatpak.
+FolderSources ConfinedSourcesAt(const std::string& home) {
+  FolderSources sources = SourcesAt(home);
+  sources.home.flatpak_id = "org.example.Shop";
+  sources.home.flatpak_info = "/";
+  return sources;
+}
+
+void WriteUserDirs(const std::string& config_home, const std::string& text) {
+  std::filesystem::create_directories(config_home);
+  std::ofstream(config_home + "/user-dirs.dirs", std::ios::binary) << text;
+}
+
+TEST(KnownFolders, UserFoldersAsTheDesktopTells) {
+  const TemporaryFolder folder;
+  WriteUserDirs(folder.Path() + "/.config",
+                "XDG_DESKTOP_DIR=\"$HOME/1\"\nXDG_DOWNLOAD_DIR=\"$HOME/2\"\nXDG_DOCUMENTS_DIR=\"$HOME/3\"\n"
+                "XDG_MUSIC_DIR=\"$HOME/4\"\nXDG_PICTURES_DIR=\"$HOME/5\"\nXDG_VIDEOS_DIR=\"/6\"\n");
+  const FolderSources sources = SourcesAt(folder.Path());
+  const struct {
+    FolderKind kind;
+    std::string folder;
+  } cases[] = {
+      {FolderKind::kDesktop, folder.Path() + "/1"},
+      {FolderKind::kDownloads, folder.Path() + "/2"},
+      {FolderKind::kDocuments, folder.Path() + "/3"},
+      {FolderKind::kMusic, folder.Path() + "/4"},
+      {FolderKind::kPictures, folder.Path() + "/5"},
+      {FolderKind::kMovies, "/6"},
+      {FolderKind::kApplicationSupport, folder.Path() + "/.local/share"},
+      {FolderKind::kApplications, folder.Path() + "/.local/share/applications"},
+      {FolderKind{0}, ""},
+      {FolderKind{2}, ""},
+      {FolderKind{~0U}, ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(UserFolderOf(c.kind, sources), c.folder) << static_cast<unsigned int>(c.kind);
+  EXPECT_FALSE(std::filesystem::exists(folder.Path() + "/.local")) << "nothing is made";
+}
+
+TEST(KnownFolders, UserDirsLieInTheConfigHome) {
+  const TemporaryFolder folder;
+  const std::string line = "XDG_MUSIC_DIR=\"$HOME/Sounds\"\n";
+  FolderSources sources = SourcesAt(folder.Path());
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "");
+  WriteUserDirs(folder.Path() + "/config", line);
+  sources.config_home = folder.Path() + "/config/";
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), folder.Path() + "/Sounds");
+  sources.config_home = "config";
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "") << "relative ones do not count";
+}
+
+TEST(KnownFolders, UserDirsInFlatpakNameTheRealHome) {
+  const TemporaryFolder folder;
+  WriteUserDirs(folder.Path() + "/.config", "XDG_MUSIC_DIR=\"/not/this\"\n");
+  const FolderSources sources = ConfinedSourcesAt(folder.Path());
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "") << "the one outside is not the application's";
+  WriteUserDirs(folder.Path() + "/.var/app/org.example.Shop/.config", "XDG_MUSIC_DIR=\"$HOME/Sounds\"\n");
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), folder.Path() + "/Sounds");
+}
+
+TEST(KnownFolders, UserDirsThatCannotBeReadTellNothing) {
+  const std::string line = "XDG_MUSIC_DIR=\"/music\"\n";
+  const TemporaryFolder folder;
+  const FolderSources sources = SourcesAt(folder.Path());
+  const std::string config = folder.Path() + "/.config";
+  WriteUserDirs(config, line + std::string(64 * 1024 - line.size(), '#'));
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "/music");
+  WriteUserDirs(config, line + std::string(64 * 1024 - line.size() + 1, '#'));
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "") << "too large";
+  std::filesystem::remove(config + "/user-dirs.dirs");
+  ASSERT_EQ(mkfifo((config + "/user-dirs.dirs").c_str(), 0600), 0);
+  EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "") << "a pipe";
+}
+
+TEST(KnownFolders, LocalApplicationsThatAreThere) {
+  const TemporaryFolder folder;
+  const std::string& root = folder.Path();
+  for (const char* there : {"/a/applications", "/b/applications", "/c"}) {
+    std::filesystem::create_directories(root + there);
+  }
+  std::ofstream(root + "/c/applications") << "a file";
+  using Folders = std::vector<std::string>;
+  const struct {
+    std::string data_dirs;
+    Folders folders;
+  } cases[] = {
+      {root + "/a:" + root + "/b", {root + "/a/applications", root + "/b/applications"}},
+      {root + "/b//:" + root + "/missing:" + root + "/c:" + root + "/a/",
+       {root + "/b/applications", root + "/a/applications"}},
+      {"::a:./a:" + root + "/a:", {root + "/a/applications"}},
+      {root + "/missing", {}},
+      {":", {}},
+  };
+  FolderSources sources = SourcesAt("/home/ada");
+  const support::CurrentFolder here(root);
+  for (const auto& c : cases) {
+    sources.data_dirs = c.data_dirs;
+    EXPECT_EQ(LocalApplicationsOf(sources), c.folders) << c.data_dirs;
+  }
+  sources.data_dirs = "/usr/local/share:/usr/share";
+  const Folders standard = LocalApplicationsOf(sources);
+  sources.data_dirs = "";
+  EXPECT_EQ(LocalApplicationsOf(sources), standard);
+}
+
+TEST(KnownFolders, Temporary) {
+  const struct {
+    std::string variable, folder;
+  } cases[] = {{"", "/tmp"}, {"/run/me/", "/run/me"}, {"/", "/"}, {"tmp", "/tmp"}};
+  for (const auto& c : cases) {
+    FolderSources sources = SourcesAt("/home/ada");
+    sources.temporary = c.variable;
+    EXPECT_EQ(TemporaryFolderOf(sources), c.folder) << c.variable;
+    sources = ConfinedSourcesAt("/home/ada");
+    sources.temporary = c.variable;
+    EXPECT_EQ(TemporaryFolderOf(sources), "/var/tmp") << c.variable;
+  }
+}
+
+TEST(KnownFolders, NoOtherKindIsTheMachines) {
+  EXPECT_TRUE(platform::KnownFolders(FolderKind::kDownloads, platform::FolderDomain::kLocal).empty());
+  EXPECT_TRUE(platform::KnownFolders(FolderKind::kApplicationSupport, platform::FolderDomain::kLocal).empty());
 }
 
 }  // namespace

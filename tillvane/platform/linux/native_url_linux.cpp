@@ -21,6 +21,8 @@ CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
   return text.empty() ? nullptr : new NativeURL{text, is_folder};
 }
 
+CFURLRef MainBundleURL() { return ExecutablePath().empty() ? nullptr : new NativeURL{MainBundlePath(), true}; }
+
 CFURLRef MainBundleResourcesURL() {
   // Without an executable that could be told, the bundle would be the root folder.
   return ExecutablePath().empty() ? nullptr : new NativeURL{MainBundleResourcesPath(), true};

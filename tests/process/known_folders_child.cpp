@@ -1,0 +1,36 @@
+// A program that says where its folders are, as "NAME VALUE", a line each. Arguments are paths, of which it says the
+// real place outside, or "none".
+
+#include <cstdio>
+
+#include <tillvane/tillvane.h>
+
+namespace {
+
+constexpr unsigned long kPathSize = 260;
+
+void Say(const char* name, void (*get)(char*)) {
+  char path[kPathSize];
+  get(path);
+  std::printf("%s %s\n", name, path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Say("home", LFile::GetUserFolder);
+  Say("account", LFile::GetUserFolderNonSandboxed);
+  Say("data", LFile::GetUserDataFolder);
+  Say("own", [](char* path) { LFile::GetUserDataFolderApp(path); });
+  Say("downloads", LFile::GetUserDownloadFolder);
+  Say("music", LFile::GetUserMusicFolder);
+  Say("applications", LFile::GetApplicationsFolder);
+  Say("help", LFile::GetHelpFolder);
+  Say("program", LFile::GetProgramExecutablePath);
+  Say("temporary", [](char* path) { LFile::GetTempFolder(path); });
+  for (int i = 1; i < argc; ++i) {
+    char path[kPathSize];
+    std::printf("outside %s\n", LFile::MakeNonSandboxedFilePath(path, argv[i]) ? path : "none");
+  }
+  return 0;
+}
