@@ -7,6 +7,8 @@
 //   fill AT             makes folders and links: AT/folder/file, AT/folder/link to it
 //   closed              from here on it opens no descriptor
 //   enter FOLDER        makes it the current directory
+//   deeper COUNT        makes so many folders of 200 characters, each in the other, and enters them
+//   nobody              loses the administrator's rights
 //   ask PATH            a line of what LFile tells of the volume
 //   exists PATH         a line of what LFile tells of the file
 //   device MAJOR MINOR  a line of what is told of a block device: attributes and kind of a FAT file system
@@ -85,6 +87,18 @@ void OpenNoMore() {
   if (setrlimit(RLIMIT_NOFILE, &none) != 0) GiveUp("a limit of descriptors");
 }
 
+void GoDeeper(int count) {
+  const std::string name(200, 'x');
+  for (; count > 0; --count) {
+    if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) GiveUp("a deep folder");
+  }
+}
+
+void BecomeNobody() {
+  constexpr uid_t nobody = 65534;
+  if (setresuid(nobody, nobody, nobody) != 0) GiveUp("another user");
+}
+
 void Ask(const char* path) {
   char drive[260];
   LFile::GetHumanReadableDriveFromPath(drive, path);
@@ -119,6 +133,8 @@ int Do(char** arguments) {
   if (command == "fill") return Fill(arguments[1]), 2;
   if (command == "closed") return OpenNoMore(), 1;
   if (command == "enter") return LFile::SetCurrentDirectory(arguments[1]) == 0 ? 2 : (GiveUp("chdir"), 2);
+  if (command == "deeper") return GoDeeper(std::atoi(arguments[1])), 2;
+  if (command == "nobody") return BecomeNobody(), 1;
   if (command == "ask") return Ask(arguments[1]), 2;
   if (command == "exists") return std::puts(LFile::TestFileExists(arguments[1]) ? "there" : "missing"), 2;
   if (command == "device") {

@@ -70,6 +70,14 @@ TEST_F(VolumeMounts, AFileSystemInMemoryIsInternal) {
                                "0 external removable network local id ffff limit 2 drive missing:\\\n");
 }
 
+// The folder may be too deep for a path, or lie in one that this user may not enter.
+TEST_F(VolumeMounts, ARelativePathNeedsNothingAboveTheCurrentFolder) {
+  const std::string at = Folder("at"), answer = "200000 local id 1994 limit 2 drive " + at + '\n';
+  EXPECT_EQ(RunChild({"private", "tmpfs", at, "enter", at, "deeper", "22", "ask", ".", "ask", ".."}).output,
+            answer + answer);
+  EXPECT_EQ(RunChild({"private", "tmpfs", at, "enter", at, "nobody", "ask", "."}).output, answer);
+}
+
 TEST_F(VolumeMounts, TheOneOnTopIsTheOneThatIsSeen) {
   const std::string at = Folder("at \\040 \t\n"), below = at + "/folder";
   const std::string answer = "200000 local id 1994 limit 2 drive ";
@@ -126,6 +134,16 @@ TEST_F(DeadMounts, MayBeReachedByARelativePath) {
       {"private", "fuse", "fuse.sshfs", "server:/", at, "enter", folder_.Path(), "ask", "at/a", "ask", "./at/../at"});
   const std::string answer = "0 external removable network id 4a48 limit 2 drive " + at + '\n';
   EXPECT_EQ(result.output, answer + answer);
+}
+
+TEST_F(DeadMounts, AreNotTouchedFromAFolderThatNobodyKnows) {
+  const std::string at = Folder("at");
+  std::string up;
+  for (int i = 0; i < 22; ++i) up += "../";
+  const ProcessResult result = RunChild({"private", "fuse", "fuse.sshfs", "server:/", at, "enter", folder_.Path(),
+                                         "deeper", "22", "ask", up + "at/a", "ask", up});
+  const std::string unknown = "0 external removable network local id ffff limit 2 drive \n";
+  EXPECT_EQ(result.output, unknown + unknown);
 }
 
 TEST_F(DeadMounts, AreNotTouchedWhenTheTableCannotBeRead) {
