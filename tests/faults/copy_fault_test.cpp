@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -310,6 +311,27 @@ TEST_F(CopyFault, PiecesAreCopiedOneByOneWhereThatTakesTime) {
   is_slow = true;
   EXPECT_EQ(Copy(), 0);
   EXPECT_EQ(range_fault.calls, 21) << "so that a stop comes soon";
+  ExpectSourceAnd(true);
+}
+
+TEST_F(CopyFault, AHoleThatCannotBeMadeKeepsNothing) {
+  bytes_ = "begin" + std::string(40 * kPiece, '\0') + "end";
+  folder_.Write("source", "begin");
+  ASSERT_EQ(truncate(source_.c_str(), static_cast<off_t>(bytes_.size() - 3)), 0);
+  std::ofstream(source_, std::ios::app) << "end";
+  struct stat status;
+  ASSERT_EQ(stat(source_.c_str(), &status), 0);
+  if (status.st_blocks * 512 >= status.st_size) GTEST_SKIP() << "this file system has no holes";
+  for (const int error : {ENOSPC, EFBIG}) {
+    for (const bool with_progress : {true, false}) {
+      SCOPED_TRACE(error);
+      ftruncate_fault = {error, 1, 0};
+      EXPECT_EQ(with_progress ? Copy() : CopyFile(), with_progress ? 2 : 0);
+      EXPECT_EQ(errno, error);
+      ExpectSourceAnd(false);
+    }
+  }
+  EXPECT_EQ(Copy(), 0);
   ExpectSourceAnd(true);
 }
 
