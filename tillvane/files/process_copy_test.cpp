@@ -28,7 +28,6 @@ using support::IsThere;
 using support::MakeFolder;
 using support::ReportRecorder;
 using support::TempFolder;
-using testing::DoubleEq;
 using testing::ElementsAre;
 using Lines = std::vector<std::string>;
 
