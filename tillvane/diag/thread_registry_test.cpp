@@ -136,24 +136,6 @@ TEST_F(ThreadRegistry, AThreadThatRegistersTwiceStopsTwice) {
   EXPECT_EQ(Count(), 0U);
 }
 
-// Threads of the host's may still run when the library has come to its end.
-TEST_F(ThreadRegistry, AfterItsEndItIsLeftAlone) {
-  const auto use_after_end = [] {
-    LDebugThreadDataStartThread("Here");
-    { const diag::ThreadRegistry ended; }
-    LDebugThreadDataStartThread("Late");
-    LDebugThreadDataStopThread();
-    char line[260];
-    LDebugGenerateXIString(line, "first", "third");
-    const int pid = fork();
-    if (pid == 0) _exit(0);
-    int status = -1;
-    waitpid(pid, &status, 0);
-    _exit(gnDebugThreads == 1 && status == 0 && std::string(line).find("-third-Unknown") != std::string::npos ? 0 : 1);
-  };
-  EXPECT_EXIT(use_after_end(), testing::ExitedWithCode(0), "");
-}
-
 TEST_F(ThreadRegistry, AHoleIsUsedAgainAndTheCountShrinksPastHolesAtTheEnd) {
   StartThreads(5);
   threads_[1].reset();

@@ -141,15 +141,6 @@ TEST(TCPListener, AHandlerMayEndTheThread) {
   EXPECT_EQ(listener.pauses, 0);
 }
 
-// The listener closes the connection itself, and is cancelled where it waits next.
-TEST(TCPListener, IsCancelledAfterItsConnectionIsClosed) {
-  FunctionListener listener([](LTCPListener&, LIPSocketTCP&) { pthread_cancel(pthread_self()); });
-  listener.StartListening();
-  EXPECT_TRUE(IsClosed(ConnectTo(listener.Address())));
-  listener.JoinThread();
-  EXPECT_EQ(listener.BoundPort(), 0);
-}
-
 TEST(TCPListener, AStopRequestWakesTheWaitAtOnce) {
   FunctionListener listener(CloseAtOnce);
   for (int i = 0; i < 3; ++i) {
