@@ -36,4 +36,12 @@ class GuardedText {
   GuardedBuffer<char> buffer_;
 };
 
+/// What a function writes into a path's buffer.
+template <class Getter>
+std::string PathOf(const Getter& getter) {
+  GuardedText dest(260);
+  getter(dest.Get());
+  return dest.Text();
+}
+
 }  // namespace support

@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -21,10 +23,9 @@ unsigned int ModeOf(const std::string& path) {
 }
 
 TEST(TempFolder, IsForItsOwnerAlone) {
-  const mode_t before = umask(0);
+  const support::FileMask none(0);
   const support::TempFolder folder;
   const std::string file = folder.Write("a", "text");
-  umask(before);
   EXPECT_EQ(ModeOf(folder.Path()), 0700U);
   EXPECT_EQ(ModeOf(file), 0600U);
 }

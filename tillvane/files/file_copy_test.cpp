@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -37,15 +38,14 @@ std::string Target(const std::string& link) {
 
 TEST(FileCopy, BytesAndPermissionBits) {
   const TempFolder folder;
+  const support::FileMask none(0);
   for (const std::size_t size : {0u, 1u, 4096u, 32768u, 100000u, 3000000u}) {
     for (const mode_t mode : {0600u, 0644u, 0755u, 0444u, 04711u, 0777u}) {
       std::string bytes(size, 'x');
       for (std::size_t i = 0; i < size; i += 997) bytes[i] = static_cast<char>(i);
       const std::string source = folder.Write("source", bytes), copy = folder.File("copy");
       ASSERT_EQ(chmod(source.c_str(), mode), 0);
-      const mode_t mask = umask(0);
       EXPECT_EQ(Copy(source, copy), 1);
-      umask(mask);
       EXPECT_EQ(Contents(copy), bytes);
       EXPECT_EQ(Mode(copy), mode);
       unlink(source.c_str());

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -23,9 +24,8 @@ TEST(FolderAccess, EverythingInAFolderIsEverybodys) {
   for (const char* name : {"1", ".2", "a/3", "a/.b/c/__MACOSX"}) folder.Write(name, "");
   chmod(folder.File("a/.b").c_str(), 0);
   chmod(folder.File("a").c_str(), 0);
-  const mode_t mask = umask(077);
+  const support::FileMask mask(077);
   OpenToAll(folder.Path());
-  umask(mask);
   EXPECT_EQ(Mode(folder.Path()), 0777u);
   for (const std::string& path : support::Tree(folder.Path())) EXPECT_EQ(Mode(folder.File(path)), 0777u) << path;
 }

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -72,11 +73,14 @@ TEST(FolderCreate, ThePathMayHaveNoFolder) {
 
 TEST(FolderCreate, TheMaskCounts) {
   const TempFolder folder;
-  const mode_t mask = umask(027);
-  EXPECT_EQ(Create(folder.File("x/y")), 1);
-  umask(0);
-  EXPECT_EQ(Create(folder.File("z")), 1);
-  umask(mask);
+  {
+    const support::FileMask mask(027);
+    EXPECT_EQ(Create(folder.File("x/y")), 1);
+  }
+  {
+    const support::FileMask none(0);
+    EXPECT_EQ(Create(folder.File("z")), 1);
+  }
   EXPECT_EQ(support::Mode(folder.File("x")), 0750u);
   EXPECT_EQ(support::Mode(folder.File("x/y")), 0750u);
   EXPECT_EQ(support::Mode(folder.File("z")), 0777u);

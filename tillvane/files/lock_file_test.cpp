@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -96,9 +97,8 @@ TEST(LockFile, ALongPathIsCut) {
 TEST(LockFile, TheMaskCounts) {
   const TempFolder folder;
   LLockFile lock;
-  const mode_t mask = umask(022);
+  const support::FileMask mask(022);
   EXPECT_EQ(lock.Lock(folder.File("app.db").c_str()), 1);
-  umask(mask);
   EXPECT_EQ(support::Mode(folder.File("app.lck")), 0755u);
 }
 

@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/report_recorder.h>
 #include <tests/support/temp_folder.h>
@@ -187,10 +188,9 @@ TEST(ProcessCopy, TheModeIsThatOfANewFileOrOfTheOneThatIsThere) {
   const TempFolder folder;
   const std::string source = folder.Write("source", "new");
   chmod(source.c_str(), 0755);
-  const mode_t mask = umask(022);
+  const support::FileMask mask(022);
   ReportRecorder reports;
   EXPECT_EQ(Copy(reports, source, folder.File("copy")), 0);
-  umask(mask);
   EXPECT_EQ(support::Mode(folder.File("copy")), 0644u);
   const std::string longer = folder.Write("longer", "what was there before");
   EXPECT_EQ(Copy(reports, source, longer), 0);

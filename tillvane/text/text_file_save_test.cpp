@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/text/LTextFile.h>
@@ -122,10 +123,9 @@ TEST_F(TextFileSave, WhatDoesNotOpenIsMinusOne) {
 }
 
 TEST_F(TextFileSave, ANewFileHasTheModeThatTheMaskLeaves) {
-  const mode_t before = umask(027);
+  const support::FileMask mask(027);
   LSaveText(file_, "x");
   LSaveTextAsUnicodeBOM(folder_.File("unicode").c_str(), TextOf("x"));
-  umask(before);
   for (const char* name : {"file", "unicode"}) {
     struct stat status;
     ASSERT_EQ(stat(folder_.File(name).c_str(), &status), 0);

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/file_mask.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/sqlite_file.h>
 #include <tests/support/temp_folder.h>
@@ -40,16 +41,6 @@ unsigned int ModeOf(const std::string& path) {
   return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777U : 0;
 }
 
-/// A umask of 0, as the library's host has it.
-class NoMask {
- public:
-  NoMask() : old_(umask(0)) {}
-  ~NoMask() { umask(old_); }
-
- private:
-  mode_t old_;
-};
-
 TEST_F(StoreLedgerFilesTest, NothingIsOpenedBeforeTheFirstCall) {
   const auto before = support::ListOpenDescriptors();
   StoreLedger ledger(folder_.File("new"));
@@ -58,7 +49,8 @@ TEST_F(StoreLedgerFilesTest, NothingIsOpenedBeforeTheFirstCall) {
 }
 
 TEST_F(StoreLedgerFilesTest, EverythingIsTheUsersAlone) {
-  const NoMask no_mask;
+  // As the library's host has it.
+  const support::FileMask no_mask(0);
   StoreLedger ledger(folder_.File("a/b//c/"));
   Buy(ledger, "p");
   for (const char* name : {"a", "a/b", "a/b/c"}) EXPECT_EQ(ModeOf(folder_.File(name)), 0700U) << name;
