@@ -289,8 +289,10 @@ class TILLVANE_API LFile {
   /// What is there is resolved. Of what is not there yet, the folders on its way are looked for directly in the home,
   /// one after the other, until one is a link: 'HOME/Downloads/a/b' is in the real Downloads, and a path without a name
   /// behind the link is nowhere.
+  /// What resolves to a path that begins with the bytes of the home, or of the home without links, is not outside.
   /// \param dest may be the path
-  /// \return false, and an empty `dest`, when the place is not outside, is not known or has more than 259 characters
+  /// \return false, and an empty `dest`, when the place is not outside or is not known; a place of more than 259
+  ///   characters is cut, and the answer is true
   static bool MakeNonSandboxedFilePath(char* dest, const char* path);
 
   // --- Others ---

@@ -12,7 +12,7 @@
 
 namespace {
 
-bool IsInside(std::string_view path, const std::string& home) { return path.starts_with(home); }
+bool BeginsWith(std::string_view path, const std::string& home) { return path.starts_with(home); }
 
 /// A path without links; empty when it leads to nothing.
 std::string Resolve(const char* path) {
@@ -23,6 +23,13 @@ std::string Resolve(const char* path) {
   return resolved != nullptr ? resolved.get() : std::string();
 }
 
+/// Of a path without links. The way to the home itself may be one: /home on some systems.
+bool IsInside(const std::string& resolved, const std::string& home) {
+  if (BeginsWith(resolved, home)) return true;
+  const std::string place = Resolve(home.c_str());
+  return !place.empty() && BeginsWith(resolved, place);
+}
+
 bool IsLink(const std::string& path) {
   struct stat state;
   return lstat(path.c_str(), &state) == 0 && S_ISLNK(state.st_mode);
@@ -30,7 +37,7 @@ bool IsLink(const std::string& path) {
 
 /// The place of a path that is not there, by the first of its folders whose name is a link's in the home.
 std::string PlaceBehindLink(std::string_view path, const std::string& home) {
-  if (!IsInside(path, home)) return {};
+  if (!BeginsWith(path, home)) return {};
   // With the slash behind the home the first name is empty: the home and a slash, which is no link.
   std::string_view rest = path.substr(home.size());
   for (std::size_t slash; (slash = rest.find('/')) != std::string_view::npos;) {
@@ -39,8 +46,9 @@ std::string PlaceBehindLink(std::string_view path, const std::string& home) {
     if (!IsLink(entry)) continue;
     const std::string target = Resolve(entry.c_str());
     if (target.empty() || IsInside(target, home)) return {};
-    // The root has its slash already.
-    return (target.ends_with('/') ? target : target + '/') + std::string(rest);
+    char place[files::kPathSize];
+    LFile::_MakeFilePath(place, target.c_str(), std::string(rest).c_str(), "");
+    return place;
   }
   return {};
 }
@@ -54,12 +62,10 @@ std::string PlaceOutside(const char* path) {
 
 }  // namespace
 
-bool LFile::IsPathInSandbox(const char* path) { return IsInside(path, platform::HomeFolder()); }
+bool LFile::IsPathInSandbox(const char* path) { return BeginsWith(path, platform::HomeFolder()); }
 
 bool LFile::MakeNonSandboxedFilePath(char* dest, const char* path) {
-  std::string place = PlaceOutside(path);
-  // Cut, it would be another one.
-  if (place.size() > files::kPathLength) place.clear();
+  const std::string place = PlaceOutside(path);
   files::StorePath(dest, place.data(), place.size());
   return !place.empty();
 }

@@ -146,14 +146,39 @@ TEST_F(SandboxPaths, ALinkOfADownloadsFolderThatIsGoneMapsNothing) {
   EXPECT_EQ(Outside(home_.Path("Downloads/new.txt")), "none");
 }
 
-TEST_F(SandboxPaths, APlaceThatDoesNotFitIsNone) {
+TEST_F(SandboxPaths, APlaceThatDoesNotFitIsCut) {
   const std::string room(259 - downloads_.size() - 1, 'x');
   EXPECT_EQ(Outside(home_.Path("Downloads/") + room), downloads_ + '/' + room);
-  EXPECT_EQ(Outside(home_.Path("Downloads/") + room + 'x'), "none");
+  EXPECT_EQ(Outside(home_.Path("Downloads/") + room + 'x'), downloads_ + '/' + room);
+  EXPECT_EQ(Outside(home_.Path("Downloads/") + std::string(100000, 'x')), downloads_ + '/' + room);
   const std::string half = '/' + std::string(130, 'd');
   MakeFolder(downloads_ + half + half);
-  EXPECT_EQ(Outside(home_.Path("Downloads") + half + half), "none");
-  EXPECT_EQ(Outside(home_.Path("Downloads/") + std::string(100000, 'x')), "none");
+  EXPECT_EQ(Outside(home_.Path("Downloads") + half + half), (downloads_ + half + half).substr(0, 259));
+  // Of a link's target that is too long there is room for a slash.
+  Link(downloads_ + half + half, "deep");
+  EXPECT_EQ(Outside(home_.Path("deep/new.txt")), (downloads_ + half + half).substr(0, 258) + '/');
+}
+
+// As where /home is a link.
+TEST_F(SandboxPaths, AHomeBehindALinkIsInsideTooWhenItIsResolved) {
+  MakeFile(home_.Path("file"));
+  MakeFolder(home_.Path("Documents"));
+  Link("Documents", "inner");
+  ASSERT_EQ(symlink("home", home_.Beside("users").c_str()), 0);
+  const EnvironmentVariable variable("HOME", home_.Beside("users").c_str());
+  EXPECT_TRUE(LFile::IsPathInSandbox(home_.Beside("users/file").c_str()));
+  EXPECT_FALSE(LFile::IsPathInSandbox(home_.Path("file").c_str())) << "links are not followed";
+  for (const char* path : {"users/file", "users/inner", "users/inner/new", "users/Documents", "users", "home/file"}) {
+    EXPECT_EQ(Outside(home_.Beside(path)), "none") << path;
+  }
+  EXPECT_EQ(Outside(home_.Beside("users/Downloads")), downloads_);
+  EXPECT_EQ(Outside(home_.Beside("users/Downloads/new.txt")), downloads_ + "/new.txt");
+}
+
+TEST_F(SandboxPaths, AHomeThatLeadsNowhereHasNoOtherPlace) {
+  MakeFile(home_.Beside("file"));
+  const EnvironmentVariable variable("HOME", home_.Beside("missing").c_str());
+  EXPECT_EQ(Outside(home_.Beside("file")), home_.Beside("file"));
 }
 
 TEST_F(SandboxPaths, TheAnswerMayTakeThePathsPlace) {
