@@ -18,7 +18,9 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/guarded_text.h>
 #include <tests/support/temp_folder.h>
+#include <tillvane/files/LFile.h>
 #include <tillvane/platform/file_spec.h>
 #include <tillvane/platform/native_url.h>
 #include <tillvane/system/LApplicationBundle.h>
@@ -166,11 +168,14 @@ TEST_F(BundleFault, AListThatGrowsForEverHasNoVersion) {
 }
 
 // Not the root's, which would be somebody else's.
-TEST(UnknownExecutable, HasNoResources) {
+TEST(UnknownExecutable, HasNoFolders) {
   on_readlink = [] { return FailWith(EACCES); };
-  char folder[260] = "before";
-  LGetInstalledApplicationResourcesFolder(folder, sizeof folder);
-  EXPECT_STREQ(folder, "");
+  const auto resources = [](char* dest) { LGetInstalledApplicationResourcesFolder(dest, 260); };
+  const auto bundle = [](char* dest) { LGetBundleFolder(dest, 260); };
+  EXPECT_EQ(support::PathOf(resources), "");
+  EXPECT_EQ(support::PathOf(bundle), "");
+  EXPECT_EQ(support::PathOf(LFile::GetHelpFolder), "");
+  EXPECT_EQ(support::PathOf(LFile::GetProgramExecutablePath), "");
   EXPECT_FALSE(LIsApplicationBundled());
   on_readlink = {};
 }

@@ -13,6 +13,7 @@
 
 #include <tests/support/environment_variable.h>
 #include <tests/support/units.h>
+#include <tillvane/files/LFile.h>
 #include <tillvane/system/LApplicationBundle.h>
 #include <tillvane/system/LCFString.h>
 #include <tillvane/system/LCFURL.h>
@@ -103,6 +104,7 @@ TEST(NativeStringMemory, IsNotLostWhereURLsAreMade) {
               url.CreateFromFullPath(kText.c_str());
               char path[260];
               url.GetPath(path, sizeof path);
+              LGetBundleFolder(path, sizeof path);
               url.CreateFromApplicationBundleResourcesFolder();
               url.GetPath(path, sizeof path);
             }),
@@ -129,6 +131,8 @@ TEST(NativeStringMemory, WithoutItAnOutputIsEmpty) {
       {"wide string", [&] { string.GetString(wide, 8); }, [&] { return wide[0] == 0; }},
       {"unicode", [&] { unicode.GetString(text); }, [&] { return text.size() == 0; }},
       {"path", [&] { url.GetPath(bytes, sizeof bytes); }, [&] { return bytes[0] == '\0'; }},
+      {"bundle", [&] { LGetBundleFolder(bytes, sizeof bytes); }, [&] { return bytes[0] == '\0'; }},
+      {"help", [&] { LFile::GetHelpFolder(bytes); }, [&] { return bytes[0] == '\0'; }},
       {"resources", [&] { LGetInstalledApplicationResourcesFolder(bytes, sizeof bytes); },
        [&] { return bytes[0] == '\0'; }},
       {"nested resources", [&] { LGetInstalledApplicationNestedResourcesFolder(bytes); },

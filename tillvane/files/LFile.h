@@ -268,14 +268,16 @@ class TILLVANE_API LFile {
   /// \param dest the path; when there is none, where it would be in the folder of GetApplicationsFolder
   static bool GetInstalledApplicationExePath(char* dest, const char* name);
 
-  /// "/Contents/Resources/help" in the bundle's folder, whether it is there or not.
+  /// "/Contents/Resources/help" in the bundle's folder, whether it is there or not; empty when the bundle is not known
+  /// or its path is not UTF-8.
   static void GetHelpFolder(char* dest);
 
   /// Where temporary files go: on Linux $TMPDIR or /tmp, inside Flatpak /var/tmp.
   /// \return `dest`
   static char* GetTempFolder(char* dest);
 
-  /// The bundle's folder, and not the executable in it.
+  /// The bundle's folder, and not the executable in it: LGetBundleFolder, cut between characters; empty when the bundle
+  /// is not known or its path is not UTF-8.
   static void GetProgramExecutablePath(char* dest);
 
   // --- Between a confined application's container and the user's real folders ---

@@ -78,7 +78,10 @@ void LFile::GetApplicationsFolder(char* dest) {
 }
 
 void LFile::GetHelpFolder(char* dest) {
-  tplsnprintf(dest, kPathSize, "%s%s", platform::MainBundlePath().c_str(), "/Contents/Resources/help");
+  dest[0] = '\0';
+  const std::string bundle = platform::MainBundlePath();
+  if (bundle.empty()) return;
+  tplsnprintf(dest, kPathSize, "%s%s", bundle.c_str(), "/Contents/Resources/help");
 }
 
 char* LFile::GetTempFolder(char* dest) {

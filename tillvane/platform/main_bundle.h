@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// The bundle's folder; for a plain executable, the folder it lies in.
+/// The bundle's folder; for a plain executable, the folder it lies in. Empty when that is not known or no UTF-8.
 std::string MainBundlePath();
 
 /// Where the bundle keeps its resources.

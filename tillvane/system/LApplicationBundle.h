@@ -8,7 +8,8 @@
 /// one. Paths are UTF-8; one that is not is an empty text. Any thread.
 
 /// Writes the path of the bundle's folder, absolute, without a slash at its end: NAME.app, the folder of APPDIR, or the
-/// one that a bare executable lies in. As many whole characters are written as fit, and a terminator.
+/// one that a bare executable lies in; nothing when the executable is not known. As many whole characters are written
+/// as fit, and a terminator; where memory is missing std::bad_alloc leaves, with an empty `dest`.
 /// \param capacity bytes that `dest` can hold; 0 writes nothing
 TILLVANE_API void LGetBundleFolder(char* dest, unsigned long capacity);
 

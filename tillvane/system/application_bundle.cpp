@@ -19,6 +19,7 @@ struct URLRelease {
 }  // namespace
 
 void LGetBundleFolder(char* dest, unsigned long capacity) {
+  if (capacity > 0) dest[0] = '\0';
   const std::unique_ptr<std::remove_pointer_t<CFURLRef>, URLRelease> bundle(platform::MainBundleURL());
   const LCFString path(bundle != nullptr ? platform::URLFileSystemPath(bundle.get()) : nullptr);
   path.GetString(dest, capacity);

@@ -1,5 +1,6 @@
 #include <tillvane/platform/main_bundle.h>
 
+#include <glib.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -84,7 +85,13 @@ std::string ExecutablePath() {
   return path;
 }
 
-std::string MainBundlePath() { return CurrentBundle().path; }
+std::string MainBundlePath() {
+  const std::string executable = ExecutablePath();
+  // Its folder would be the root.
+  if (executable.empty()) return {};
+  std::string path = MainBundleOf(executable, ApplicationFolder()).path;
+  return g_utf8_validate(path.c_str(), -1, nullptr) != 0 ? path : std::string();
+}
 
 std::string MainBundleResourcesPath() { return CurrentBundle().resources; }
 

@@ -1,6 +1,7 @@
 #include <tillvane/platform/native_url.h>
 
 #include <string>
+#include <utility>
 
 #include <tillvane/platform/linux/main_bundle_linux.h>
 #include <tillvane/platform/main_bundle.h>
@@ -21,7 +22,10 @@ CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
   return text.empty() ? nullptr : new NativeURL{text, is_folder};
 }
 
-CFURLRef MainBundleURL() { return ExecutablePath().empty() ? nullptr : new NativeURL{MainBundlePath(), true}; }
+CFURLRef MainBundleURL() {
+  std::string path = MainBundlePath();
+  return path.empty() ? nullptr : new NativeURL{std::move(path), true};
+}
 
 CFURLRef MainBundleResourcesURL() {
   // Without an executable that could be told, the bundle would be the root folder.
