@@ -220,12 +220,13 @@ class TILLVANE_API LFile {
   // on Linux it is a snap's $HOME and inside Flatpak ~/.var/app/ID. No pointer may be null; where memory is missing
   // std::bad_alloc leaves.
 
-  /// Where applications keep the user's data: on Linux $XDG_DATA_HOME or ~/.local/share, made with the folders above it
-  /// for the user alone. Both are the same: no such folder is the machine's.
+  /// Where applications keep the user's data: on Linux $XDG_DATA_HOME or ~/.local/share, which is not made. Both are
+  /// the same: no such folder is the machine's.
   static void GetUserDataFolder(char* dest);
   static void GetSharedDataFolder(char* dest);
 
   /// The folder of this name in the user's data folder, made when it is missing, of mode 0777 less the process's mask.
+  /// The user's data folder and those above it, where they are missing, are made for the user alone.
   static void GetUserDataFolderApp(char* dest, const char* name);
   /// The library's own: "Tillvane".
   static void GetUserDataFolderApp(char* dest);

@@ -1,10 +1,11 @@
 #include <sys/stat.h>
 
 #include <tillvane/files/LFile.h>
+#include <tillvane/platform/known_folders.h>
 
 void LFile::GetUserDataFolderApp(char* dest, const char* name) {
-  GetUserDataFolder(dest);
-  _MakeFilePath(dest, dest, name, "");
+  // The getter of the user's data folder makes nothing.
+  _MakeFilePath(dest, platform::ApplicationSupportFolder().c_str(), name, "");
   mkdir(dest, 0777);
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/guarded_text.h>
 #include <tests/support/made_up_home.h>
@@ -16,45 +17,42 @@ using support::IsThere;
 using support::MadeUpHome;
 using support::MakeFile;
 using support::Mode;
-
-template <class Getter>
-std::string Get(const Getter& getter) {
-  support::GuardedText dest(260);
-  getter(dest.Get());
-  return dest.Text();
-}
+using support::PathOf;
 
 std::string OwnFolder() {
-  return Get([](char* dest) { LFile::GetUserDataFolderApp(dest); });
+  return PathOf([](char* dest) { LFile::GetUserDataFolderApp(dest); });
 }
 std::string FolderOf(const char* name) {
-  return Get([=](char* dest) { LFile::GetUserDataFolderApp(dest, name); });
+  return PathOf([=](char* dest) { LFile::GetUserDataFolderApp(dest, name); });
 }
 std::string SubFolder(const char* name) {
-  return Get([=](char* dest) { LFile::GetUserDataFolderAppSubFolder(name, dest); });
+  return PathOf([=](char* dest) { LFile::GetUserDataFolderAppSubFolder(name, dest); });
 }
 std::string SharedSubFolder(const char* name) {
-  return Get([=](char* dest) { LFile::GetSharedDataFolderAppSubFolder(name, dest); });
+  return PathOf([=](char* dest) { LFile::GetSharedDataFolderAppSubFolder(name, dest); });
 }
 
 class DataFolders : public testing::Test {
  protected:
-  DataFolders() : mask_(umask(022)) {}
-  ~DataFolders() override { umask(mask_); }
-
   const MadeUpHome home_;
   const std::string data_ = home_.Path(".local/share");
 
  private:
-  const mode_t mask_;
+  const support::FileMask mask_{022};
 };
 
 TEST_F(DataFolders, SharedIsTheUsers) {
-  EXPECT_EQ(Get(LFile::GetUserDataFolder), data_);
-  EXPECT_EQ(Get(LFile::GetSharedDataFolder), data_);
+  EXPECT_EQ(PathOf(LFile::GetUserDataFolder), data_);
+  EXPECT_EQ(PathOf(LFile::GetSharedDataFolder), data_);
   const support::EnvironmentVariable elsewhere("XDG_DATA_HOME", home_.Beside("data").c_str());
-  EXPECT_EQ(Get(LFile::GetUserDataFolder), home_.Beside("data"));
-  EXPECT_EQ(Get(LFile::GetSharedDataFolder), home_.Beside("data"));
+  EXPECT_EQ(PathOf(LFile::GetUserDataFolder), home_.Beside("data"));
+  EXPECT_EQ(PathOf(LFile::GetSharedDataFolder), home_.Beside("data"));
+}
+
+TEST_F(DataFolders, TheUsersIsNotMadeByAQuestion) {
+  PathOf(LFile::GetUserDataFolder);
+  PathOf(LFile::GetSharedDataFolder);
+  EXPECT_FALSE(IsThere(home_.Path(".local")));
 }
 
 TEST_F(DataFolders, OfAnApplicationIsMade) {
@@ -76,8 +74,24 @@ TEST_F(DataFolders, InTheLibrarysOwnIsMade) {
   EXPECT_FALSE(IsThere(data_ + "/Tillvane/a"));
 }
 
+TEST_F(DataFolders, AreMadeForEverybodyButTheMask) {
+  const struct {
+    mode_t mask;
+    unsigned int mode;
+  } cases[] = {{0, 0777}, {027, 0750}};
+  for (const auto& c : cases) {
+    const support::EnvironmentVariable data("XDG_DATA_HOME", home_.Beside(std::to_string(c.mask)).c_str());
+    const support::FileMask mask(c.mask);
+    EXPECT_EQ(Mode(FolderOf("Shop")), c.mode) << c.mask;
+    EXPECT_EQ(Mode(SubFolder("Signals")), c.mode) << c.mask;
+    EXPECT_EQ(Mode(OwnFolder()), c.mode) << c.mask;
+    EXPECT_EQ(Mode(PathOf(LFile::GetSharedDataFolderApp)), c.mode) << c.mask;
+    EXPECT_EQ(Mode(PathOf(LFile::GetUserDataFolder)), 0700U) << "the user's alone";
+  }
+}
+
 TEST_F(DataFolders, SharedOnesAreOpenedWhenTheyAreMade) {
-  EXPECT_EQ(Get(LFile::GetSharedDataFolderApp), data_ + "/Tillvane/Shared");
+  EXPECT_EQ(PathOf(LFile::GetSharedDataFolderApp), data_ + "/Tillvane/Shared");
   EXPECT_EQ(Mode(data_ + "/Tillvane/Shared"), 0755U);
   const std::string folder = data_ + "/Tillvane/Shared/Stock";
   EXPECT_EQ(SharedSubFolder("Stock"), folder);

@@ -15,8 +15,8 @@ std::string HomeFolder();
 /// The home in the user's account, as it stands there; empty when there is no account or no home in it.
 std::string AccountHome();
 
-/// Where applications keep their data for this user. It is made, for the user alone, when it is missing; a failure
-/// shows when the folder is used.
+/// Where applications keep their data for this user, for those who write there: it is made, for the user alone, when it
+/// is missing; a failure shows when the folder is used.
 std::string ApplicationSupportFolder();
 
 /// What a folder is for. Other numbers are kinds of which nothing is known.
@@ -35,7 +35,7 @@ enum class FolderKind : unsigned int {
 enum class FolderDomain { kUser, kLocal };
 
 /// The folders of a kind, the best one first; none when the system knows of none. They need not be there, and none is
-/// made but that of the application support.
+/// made.
 std::vector<std::string> KnownFolders(FolderKind kind, FolderDomain domain);
 
 /// Where temporary files go.

@@ -21,7 +21,6 @@ namespace platform {
 namespace {
 
 constexpr const char* kApplications = "applications";
-constexpr const char* kDefaultDataDirs = "/usr/local/share:/usr/share";
 constexpr std::size_t kMaximumUserDirs = std::size_t{64} * 1024;
 
 std::string Variable(const char* name) {
@@ -137,9 +136,13 @@ std::string UserFolderOf(FolderKind kind, const FolderSources& sources) {
   return UserDirectoryOf(text, name, UserHomeOf(sources.home));
 }
 
+std::string DataDirsOf(const FolderSources& sources) {
+  return sources.data_dirs.empty() ? "/usr/local/share:/usr/share" : sources.data_dirs;
+}
+
 std::vector<std::string> LocalApplicationsOf(const FolderSources& sources) {
   std::vector<std::string> folders;
-  std::istringstream list(sources.data_dirs.empty() ? kDefaultDataDirs : sources.data_dirs);
+  std::istringstream list(DataDirsOf(sources));
   for (std::string folder; std::getline(list, folder, ':');) {
     if (!IsAbsolute(folder)) continue;
     std::string applications = Inside(WithoutTrailingSlashes(std::move(folder)), kApplications);
@@ -174,8 +177,7 @@ std::vector<std::string> KnownFolders(FolderKind kind, FolderDomain domain) {
   if (domain == FolderDomain::kLocal) {
     return kind == FolderKind::kApplications ? LocalApplicationsOf(CurrentSources()) : std::vector<std::string>();
   }
-  std::string folder =
-      kind == FolderKind::kApplicationSupport ? ApplicationSupportFolder() : UserFolderOf(kind, CurrentSources());
+  std::string folder = UserFolderOf(kind, CurrentSources());
   if (folder.empty()) return {};
   return {std::move(folder)};
 }

@@ -45,7 +45,10 @@ struct FolderSources {
 /// The user's own folder of a kind, empty when the desktop tells of none. Nothing is made.
 std::string UserFolderOf(FolderKind kind, const FolderSources& sources);
 
-/// The machine's folders of applications: those among `applications` in $XDG_DATA_DIRS that are there.
+/// The folders of the machine's data, separated by colons.
+std::string DataDirsOf(const FolderSources& sources);
+
+/// The machine's folders of applications: those among `applications` in its data folders that are there.
 std::vector<std::string> LocalApplicationsOf(const FolderSources& sources);
 
 std::string TemporaryFolderOf(const FolderSources& sources);

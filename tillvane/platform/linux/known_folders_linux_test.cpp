@@ -2,16 +2,18 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <tests/support/current_folder.h>
+#include <tests/support/environment_variable.h>
+#include <tests/support/file_mask.h>
+#include <tests/support/files.h>
+#include <tests/support/made_up_home.h>
+#include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/known_folders_linux.h>
 
 namespace {
@@ -24,50 +26,10 @@ using platform::HomeSources;
 using platform::LocalApplicationsOf;
 using platform::TemporaryFolderOf;
 using platform::UserFolderOf;
-
-/// A folder that is removed in the end.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_((std::filesystem::temp_directory_path() / "known_folders_XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
-/// A variable of the environment for as long as this lives; null for none.
-class Variable {
- public:
-  Variable(const char* name, const char* value) : name_(name) {
-    if (const char* before = getenv(name)) before_ = before;
-    Set(value);
-  }
-  ~Variable() { Set(before_ ? before_->c_str() : nullptr); }
-
- private:
-  void Set(const char* value) { value == nullptr ? unsetenv(name_) : setenv(name_, value, 1); }
-
-  const char* name_;
-  std::optional<std::string> before_;
-};
-
-/// The umask for as long as this lives.
-class Umask {
- public:
-  explicit Umask(mode_t mask) : before_(umask(mask)) {}
-  ~Umask() { umask(before_); }
-
- private:
-  mode_t before_;
-};
-
-unsigned int ModeOf(const std::string& path) {
-  struct stat state;
-  return stat(path.c_str(), &state) == 0 ? state.st_mode & 07777U : ~0U;
-}
+using support::EnvironmentVariable;
+using support::MakeFolder;
+using support::Mode;
+using support::TempFolder;
 
 std::string AccountWithHome() { return "/home/account/"; }
 std::string AccountWithoutHome() { return ""; }
@@ -127,54 +89,66 @@ TEST(KnownFolders, ApplicationSupport) {
 }
 
 TEST(KnownFolders, HomeOfThisProcess) {
-  const Variable no_flatpak("FLATPAK_ID", nullptr);
+  const EnvironmentVariable no_flatpak("FLATPAK_ID", nullptr);
   {
-    const Variable home("HOME", "/somewhere/else/");
+    const EnvironmentVariable home("HOME", "/somewhere/else/");
     EXPECT_EQ(platform::HomeFolder(), "/somewhere/else");
   }
-  const Variable home("HOME", nullptr);
+  const EnvironmentVariable home("HOME", nullptr);
   std::string account = platform::AccountHome();
   while (account.size() > 1 && account.ends_with('/')) account.pop_back();
   EXPECT_EQ(platform::HomeFolder(), account.starts_with('/') ? account : "/");
 }
 
 TEST(KnownFolders, ApplicationSupportIsMadeForTheUserAlone) {
-  const TemporaryFolder folder;
-  const Variable home("HOME", folder.Path().c_str());
-  const Variable no_data_home("XDG_DATA_HOME", nullptr);
-  const Variable no_flatpak("FLATPAK_ID", nullptr);
-  const Umask none(0);
+  const TempFolder folder;
+  const EnvironmentVariable home("HOME", folder.Path().c_str());
+  const EnvironmentVariable no_data_home("XDG_DATA_HOME", nullptr);
+  const EnvironmentVariable no_flatpak("FLATPAK_ID", nullptr);
+  const support::FileMask none(0);
   EXPECT_EQ(platform::ApplicationSupportFolder(), folder.Path() + "/.local/share");
-  EXPECT_EQ(ModeOf(folder.Path() + "/.local"), 0700U);
-  EXPECT_EQ(ModeOf(folder.Path() + "/.local/share"), 0700U);
+  EXPECT_EQ(Mode(folder.Path() + "/.local"), 0700U);
+  EXPECT_EQ(Mode(folder.Path() + "/.local/share"), 0700U);
 }
 
 TEST(KnownFolders, ApplicationSupportAtTheDataHome) {
-  const TemporaryFolder folder;
-  const Variable data_home("XDG_DATA_HOME", (folder.Path() + "/a/b/c//").c_str());
-  const Umask none(0);
+  const TempFolder folder;
+  const EnvironmentVariable data_home("XDG_DATA_HOME", (folder.Path() + "/a/b/c//").c_str());
+  const support::FileMask none(0);
   EXPECT_EQ(platform::ApplicationSupportFolder(), folder.Path() + "/a/b/c");
-  for (const char* made : {"/a", "/a/b", "/a/b/c"}) EXPECT_EQ(ModeOf(folder.Path() + made), 0700U) << made;
+  for (const char* made : {"/a", "/a/b", "/a/b/c"}) EXPECT_EQ(Mode(folder.Path() + made), 0700U) << made;
+}
+
+TEST(KnownFolders, NothingIsMadeByAQuestion) {
+  const support::MadeUpHome home;
+  for (unsigned int kind = 0; kind < 100; ++kind) {
+    for (const platform::FolderDomain domain : {platform::FolderDomain::kUser, platform::FolderDomain::kLocal}) {
+      platform::KnownFolders(FolderKind{kind}, domain);
+    }
+  }
+  EXPECT_EQ(support::Tree(home.Path()), std::set<std::string>{"Downloads"});
+  EXPECT_EQ(platform::KnownFolders(FolderKind::kApplicationSupport, platform::FolderDomain::kUser),
+            std::vector<std::string>{home.Path(".local/share")});
 }
 
 TEST(KnownFolders, ExistingFoldersKeepTheirMode) {
-  const TemporaryFolder folder;
-  std::filesystem::create_directory(folder.Path() + "/a");
+  const TempFolder folder;
+  MakeFolder(folder.Path() + "/a");
   ASSERT_EQ(chmod((folder.Path() + "/a").c_str(), 0755), 0);
   platform::MakePrivateFolder(folder.Path() + "/a/b");
-  EXPECT_EQ(ModeOf(folder.Path() + "/a"), 0755U);
-  EXPECT_EQ(ModeOf(folder.Path() + "/a/b"), 0700U);
+  EXPECT_EQ(Mode(folder.Path() + "/a"), 0755U);
+  EXPECT_EQ(Mode(folder.Path() + "/a/b"), 0700U);
   ASSERT_EQ(chmod((folder.Path() + "/a/b").c_str(), 0750), 0);
   platform::MakePrivateFolder(folder.Path() + "/a/b");
-  EXPECT_EQ(ModeOf(folder.Path() + "/a/b"), 0750U);
+  EXPECT_EQ(Mode(folder.Path() + "/a/b"), 0750U);
 }
 
 TEST(KnownFolders, AFileInTheWayIsLeftAlone) {
-  const TemporaryFolder folder;
-  std::ofstream(folder.Path() + "/a") << "text";
+  const TempFolder folder;
+  support::MakeFile(folder.Path() + "/a", "text");
   platform::MakePrivateFolder(folder.Path() + "/a/b");
-  EXPECT_TRUE(std::filesystem::is_regular_file(folder.Path() + "/a"));
-  const Variable data_home("XDG_DATA_HOME", (folder.Path() + "/a/b").c_str());
+  EXPECT_EQ(support::Contents(folder.Path() + "/a"), "text");
+  const EnvironmentVariable data_home("XDG_DATA_HOME", (folder.Path() + "/a/b").c_str());
   EXPECT_EQ(platform::ApplicationSupportFolder(), folder.Path() + "/a/b");
 }
 
@@ -194,12 +168,12 @@ FolderSources ConfinedSourcesAt(const std::string& home) {
 }
 
 void WriteUserDirs(const std::string& config_home, const std::string& text) {
-  std::filesystem::create_directories(config_home);
-  std::ofstream(config_home + "/user-dirs.dirs", std::ios::binary) << text;
+  MakeFolder(config_home);
+  support::MakeFile(config_home + "/user-dirs.dirs", text);
 }
 
 TEST(KnownFolders, UserFoldersAsTheDesktopTells) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   WriteUserDirs(folder.Path() + "/.config",
                 "XDG_DESKTOP_DIR=\"$HOME/1\"\nXDG_DOWNLOAD_DIR=\"$HOME/2\"\nXDG_DOCUMENTS_DIR=\"$HOME/3\"\n"
                 "XDG_MUSIC_DIR=\"$HOME/4\"\nXDG_PICTURES_DIR=\"$HOME/5\"\nXDG_VIDEOS_DIR=\"/6\"\n");
@@ -221,11 +195,11 @@ TEST(KnownFolders, UserFoldersAsTheDesktopTells) {
       {FolderKind{~0U}, ""},
   };
   for (const auto& c : cases) EXPECT_EQ(UserFolderOf(c.kind, sources), c.folder) << static_cast<unsigned int>(c.kind);
-  EXPECT_FALSE(std::filesystem::exists(folder.Path() + "/.local")) << "nothing is made";
+  EXPECT_FALSE(support::IsThere(folder.Path() + "/.local")) << "nothing is made";
 }
 
 TEST(KnownFolders, UserDirsLieInTheConfigHome) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const std::string line = "XDG_MUSIC_DIR=\"$HOME/Sounds\"\n";
   FolderSources sources = SourcesAt(folder.Path());
   EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "");
@@ -237,7 +211,7 @@ TEST(KnownFolders, UserDirsLieInTheConfigHome) {
 }
 
 TEST(KnownFolders, UserDirsInFlatpakNameTheRealHome) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   WriteUserDirs(folder.Path() + "/.config", "XDG_MUSIC_DIR=\"/not/this\"\n");
   const FolderSources sources = ConfinedSourcesAt(folder.Path());
   EXPECT_EQ(UserFolderOf(FolderKind::kMusic, sources), "") << "the one outside is not the application's";
@@ -247,7 +221,7 @@ TEST(KnownFolders, UserDirsInFlatpakNameTheRealHome) {
 
 TEST(KnownFolders, UserDirsThatCannotBeReadTellNothing) {
   const std::string line = "XDG_MUSIC_DIR=\"/music\"\n";
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const FolderSources sources = SourcesAt(folder.Path());
   const std::string config = folder.Path() + "/.config";
   WriteUserDirs(config, line + std::string(64 * 1024 - line.size(), '#'));
@@ -260,12 +234,12 @@ TEST(KnownFolders, UserDirsThatCannotBeReadTellNothing) {
 }
 
 TEST(KnownFolders, LocalApplicationsThatAreThere) {
-  const TemporaryFolder folder;
+  const TempFolder folder;
   const std::string& root = folder.Path();
   for (const char* there : {"/a/applications", "/b/applications", "/c"}) {
-    std::filesystem::create_directories(root + there);
+    MakeFolder(root + there);
   }
-  std::ofstream(root + "/c/applications") << "a file";
+  support::MakeFile(root + "/c/applications", "a file");
   using Folders = std::vector<std::string>;
   const struct {
     std::string data_dirs;
@@ -284,10 +258,13 @@ TEST(KnownFolders, LocalApplicationsThatAreThere) {
     sources.data_dirs = c.data_dirs;
     EXPECT_EQ(LocalApplicationsOf(sources), c.folders) << c.data_dirs;
   }
-  sources.data_dirs = "/usr/local/share:/usr/share";
-  const Folders standard = LocalApplicationsOf(sources);
-  sources.data_dirs = "";
-  EXPECT_EQ(LocalApplicationsOf(sources), standard);
+}
+
+TEST(KnownFolders, TheMachinesData) {
+  FolderSources sources = SourcesAt("/home/ada");
+  EXPECT_EQ(platform::DataDirsOf(sources), "/usr/local/share:/usr/share");
+  sources.data_dirs = "/opt/share";
+  EXPECT_EQ(platform::DataDirsOf(sources), "/opt/share");
 }
 
 TEST(KnownFolders, Temporary) {
