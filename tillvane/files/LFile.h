@@ -239,7 +239,9 @@ class TILLVANE_API LFile {
   /// there keeps its permissions. The name comes first.
   static void GetSharedDataFolderAppSubFolder(const char* name, char* dest);
 
-  /// The user's own folders, by `GetUserSpecialFolder`.
+  /// The user's own folders, by `GetUserSpecialFolder`, as the system tells of them: these are not made. Where it tells
+  /// of none they are "Downloads", "Desktop", "Documents", "Pictures", "Movies" and "Music" in the home, made when they
+  /// are missing.
   static void GetUserDownloadFolder(char* dest);
   static void GetUserDesktopFolder(char* dest);
   static void GetUserDocumentsFolder(char* dest);
