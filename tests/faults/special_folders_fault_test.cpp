@@ -77,12 +77,7 @@ char* realpath(const char* path, char* resolved) noexcept {
 
 namespace {
 
-template <class Getter>
-std::string Get(const Getter& getter) {
-  support::GuardedText dest(260);
-  getter(dest.Get());
-  return dest.Text();
-}
+using support::PathOf;
 
 class SpecialFoldersFault : public testing::Test {
  protected:
@@ -94,7 +89,7 @@ class SpecialFoldersFault : public testing::Test {
   std::string AccountHome(const Account& answer) {
     account_ = answer;
     account = &account_;
-    return Get(LFile::GetUserFolderNonSandboxed);
+    return PathOf(LFile::GetUserFolderNonSandboxed);
   }
 
   const support::MadeUpHome home_;
@@ -134,17 +129,17 @@ TEST_F(SpecialFoldersFault, RoomForAnEntryGrowsToAnEnd) {
 
 TEST_F(SpecialFoldersFault, WithoutAnAccountFoldersAreRelative) {
   AccountHome({{}, 0, {}});
-  EXPECT_EQ(Get(LFile::GetUserDownloadFolderNonSandboxed), "Downloads");
-  EXPECT_EQ(Get(LFile::GetUserMusicFolderNonSandboxed), "Music");
+  EXPECT_EQ(PathOf(LFile::GetUserDownloadFolderNonSandboxed), "Downloads");
+  EXPECT_EQ(PathOf(LFile::GetUserMusicFolderNonSandboxed), "Music");
 }
 
 TEST_F(SpecialFoldersFault, FoldersThatCannotBeMadeAreToldAllTheSame) {
   refuses_folders = true;
-  EXPECT_EQ(Get(LFile::GetUserMusicFolder), home_.Path("Music"));
-  EXPECT_EQ(Get(LFile::GetUserDataFolder), home_.Path(".local/share"));
-  EXPECT_EQ(Get([](char* dest) { LFile::GetUserDataFolderApp(dest); }), home_.Path(".local/share/Tillvane"));
-  EXPECT_EQ(Get(LFile::GetSharedDataFolderApp), home_.Path(".local/share/Tillvane/Shared"));
-  EXPECT_EQ(Get([](char* dest) { LFile::GetSharedDataFolderAppSubFolder("x", dest); }),
+  EXPECT_EQ(PathOf(LFile::GetUserMusicFolder), home_.Path("Music"));
+  EXPECT_EQ(PathOf(LFile::GetUserDataFolder), home_.Path(".local/share"));
+  EXPECT_EQ(PathOf([](char* dest) { LFile::GetUserDataFolderApp(dest); }), home_.Path(".local/share/Tillvane"));
+  EXPECT_EQ(PathOf(LFile::GetSharedDataFolderApp), home_.Path(".local/share/Tillvane/Shared"));
+  EXPECT_EQ(PathOf([](char* dest) { LFile::GetSharedDataFolderAppSubFolder("x", dest); }),
             home_.Path(".local/share/Tillvane/Shared/x"));
   EXPECT_EQ(support::Tree(home_.Path()), std::set<std::string>{"Downloads"});
 }

@@ -1,5 +1,5 @@
-// A program that says where its folders are, as "NAME VALUE", a line each. Arguments are paths, of which it says the
-// real place outside, or "none".
+// A program that says where its folders are, as "NAME VALUE", a line each, and where an application is, or "none".
+// Arguments are paths, of which it says whether they are inside its sandbox, and the real place outside, or "none".
 
 #include <cstdio>
 
@@ -20,6 +20,10 @@ void Say(const char* name, void (*get)(char*)) {
 int main(int argc, char** argv) {
   Say("home", LFile::GetUserFolder);
   Say("account", LFile::GetUserFolderNonSandboxed);
+  Say("account-downloads", LFile::GetUserDownloadFolderNonSandboxed);
+  Say("account-pictures", LFile::GetUserPicturesFolderNonSandboxed);
+  Say("account-video", LFile::GetUserVideoFolderNonSandboxed);
+  Say("account-music", LFile::GetUserMusicFolderNonSandboxed);
   Say("data", LFile::GetUserDataFolder);
   Say("own", [](char* path) { LFile::GetUserDataFolderApp(path); });
   Say("downloads", LFile::GetUserDownloadFolder);
@@ -28,8 +32,11 @@ int main(int argc, char** argv) {
   Say("help", LFile::GetHelpFolder);
   Say("program", LFile::GetProgramExecutablePath);
   Say("temporary", [](char* path) { LFile::GetTempFolder(path); });
+  char path[kPathSize];
+  std::printf("shop %s\n", LFile::GetInstalledApplicationExePath(path, "org.example.Shop.desktop") ? path : "none");
+  std::printf("bakery %s\n", LIsApplicationInstalled("org.example.Bakery.desktop") ? "installed" : "none");
   for (int i = 1; i < argc; ++i) {
-    char path[kPathSize];
+    std::printf("inside %s\n", LFile::IsPathInSandbox(argv[i]) ? "yes" : "no");
     std::printf("outside %s\n", LFile::MakeNonSandboxedFilePath(path, argv[i]) ? path : "none");
   }
   return 0;

@@ -1,5 +1,9 @@
 // The folders of programs that are confined in the ways that there are, or not at all: see known_folders_child.cpp.
 
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -25,6 +29,13 @@ class KnownFoldersProcess : public testing::Test {
  protected:
   KnownFoldersProcess() {
     support::MakeFolder(home_ + "/Downloads");
+    Install("program");
+  }
+
+  /// Puts the program somewhere in the root.
+  void Install(const std::string& name) {
+    program_ = root_ + '/' + name;
+    support::MakeFolder(fs::path(program_).parent_path().string());
     fs::copy_file(TILLVANE_TEST_HELPER, program_);
   }
 
@@ -41,10 +52,23 @@ class KnownFoldersProcess : public testing::Test {
     return support::ReadReport(result.output);
   }
 
+  /// Expects the home that is in a user's account, and what is asked for in it, whatever the environment says.
+  static void ExpectAccountOf(uid_t user, Report* report) {
+    // Not every user has an entry.
+    const passwd* const entry = getpwuid(user);
+    const std::string home = entry != nullptr ? entry->pw_dir : "";
+    const std::string folder = home.empty() || home.ends_with('/') ? home : home + '/';
+    EXPECT_EQ((*report)["account"], home);
+    EXPECT_EQ((*report)["account-downloads"], folder + "Downloads");
+    EXPECT_EQ((*report)["account-pictures"], folder + "Pictures");
+    EXPECT_EQ((*report)["account-video"], folder + "Movies");
+    EXPECT_EQ((*report)["account-music"], folder + "Music");
+  }
+
   const support::TempFolder folder_;
-  const std::string root_ = fs::canonical(folder_.Path()).string();
+  const std::string root_ = fs::canonical(folder_.Path()).string() + "/a place";
   const std::string home_ = root_ + "/ada";
-  const std::string program_ = root_ + "/program";
+  std::string program_;
 };
 
 TEST_F(KnownFoldersProcess, Unconfined) {
@@ -66,19 +90,57 @@ TEST_F(KnownFoldersProcess, WithoutAHomeInTheEnvironmentItIsTheAccounts) {
   support::MakeFolder(root_ + "/config");
   support::MakeFile(root_ + "/config/user-dirs.dirs", "XDG_DOWNLOAD_DIR=\"/down\"\nXDG_MUSIC_DIR=\"/sounds\"\n");
   Report report = Ask({"XDG_DATA_HOME=" + root_ + "/data", "XDG_CONFIG_HOME=" + root_ + "/config"});
-  EXPECT_EQ(report["home"], report["account"]);
+  ExpectAccountOf(getuid(), &report);
+  EXPECT_EQ(report["home"], report["account"].empty() ? "/" : report["account"]);
   EXPECT_EQ(report["data"], root_ + "/data");
   EXPECT_EQ(report["downloads"], "/down");
 }
 
 TEST_F(KnownFoldersProcess, InABundle) {
-  const std::string bundle = root_ + "/Shop.app", program = bundle + "/Contents/MacOS/shop";
-  support::MakeFolder(bundle + "/Contents/MacOS");
-  fs::copy_file(TILLVANE_TEST_HELPER, program);
-  Report report =
-      support::ReadReport(support::RunProcess({"/usr/bin/env", "-i", "HOME=" + home_, program}, kEndMs).output);
-  EXPECT_EQ(report["program"], bundle);
-  EXPECT_EQ(report["help"], bundle + "/Contents/Resources/help");
+  Install("Shop.app/Contents/MacOS/shop");
+  Report report = Ask({"HOME=" + home_});
+  EXPECT_EQ(report["program"], root_ + "/Shop.app");
+  EXPECT_EQ(report["help"], root_ + "/Shop.app/Contents/Resources/help");
+}
+
+TEST_F(KnownFoldersProcess, InAnAppImage) {
+  Install("mount/usr/bin/shop");
+  Report report = Ask({"HOME=" + home_, "APPDIR=" + root_ + "/mount"});
+  EXPECT_EQ(report["program"], root_ + "/mount");
+  EXPECT_EQ(report["help"], root_ + "/mount/Contents/Resources/help");
+}
+
+TEST_F(KnownFoldersProcess, InABundleWhosePathIsNotUTF8) {
+  Install("Sh\xFFop.app/Contents/MacOS/shop");
+  Report report = Ask({"HOME=" + home_});
+  EXPECT_EQ(report["program"], "");
+  EXPECT_EQ(report["help"], "");
+}
+
+/// A program in a bundle whose path has so many bytes; the last ones before ".app" are a letter of two.
+class LongBundleProcess : public KnownFoldersProcess {
+ protected:
+  Report AskInBundle(std::size_t length) {
+    const std::string folder = root_ + '/' + std::string(100, 'a') + '/';
+    bundle_ = folder + std::string(length - folder.size() - 6, 'b') + "ü.app";
+    Install(bundle_.substr(root_.size() + 1) + "/Contents/MacOS/shop");
+    return Ask({"HOME=" + home_});
+  }
+
+  std::string bundle_;
+};
+
+TEST_F(LongBundleProcess, TheBundleIsCutBetweenCharacters) {
+  // The letter's first byte would be the last one that fits.
+  Report report = AskInBundle(264);
+  EXPECT_EQ(report["program"], bundle_.substr(0, 258));
+  EXPECT_EQ(report["help"], bundle_.substr(0, 259)) << "help is cut at its bytes";
+}
+
+TEST_F(LongBundleProcess, TheHelpIsCutWhereItsRoomEnds) {
+  Report report = AskInBundle(250);
+  EXPECT_EQ(report["program"], bundle_);
+  EXPECT_EQ(report["help"], bundle_ + "/Contents");
 }
 
 TEST_F(KnownFoldersProcess, InASnap) {
@@ -88,19 +150,34 @@ TEST_F(KnownFoldersProcess, InASnap) {
   fs::create_directory_symlink(home_ + "/Downloads", container + "/Downloads");
   support::MakeFile(container + "/.config/user-dirs.dirs",
                     "XDG_DOWNLOAD_DIR=\"$HOME/Downloads\"\nXDG_MUSIC_DIR=\"" + home_ + "/Sounds\"\n");
-  support::MakeFolder(root_ + "/snap/usr/share/applications");
-  Report report = Ask({"HOME=" + container, "SNAP=" + root_ + "/snap", "SNAP_USER_DATA=" + container,
-                       "SNAP_REAL_HOME=" + home_, "XDG_DATA_HOME=" + container + "/.local/share",
-                       "XDG_DATA_DIRS=" + root_ + "/snap/usr/share:/usr/share", "TMPDIR=" + root_ + "/run"},
-                      {container + "/Downloads/new.txt", container + "/Downloads", container + "/Music/new.txt"});
+  const std::string applications = root_ + "/snap/usr/share/applications";
+  support::MakeFolder(applications);
+  support::MakeFile(applications + "/org.example.Shop.desktop");
+  Report report = Ask(
+      {"HOME=" + container, "SNAP=" + root_ + "/snap", "SNAP_USER_DATA=" + container, "SNAP_REAL_HOME=" + home_,
+       "XDG_DATA_HOME=" + container + "/.local/share", "XDG_DATA_DIRS=" + root_ + "/snap/usr/share:/usr/share",
+       "TMPDIR=" + root_ + "/run"},
+      {container + "/Downloads/new.txt", container + "/Downloads", container + "/Music/new.txt", home_ + "/Downloads"});
+  ExpectAccountOf(getuid(), &report);
   EXPECT_EQ(report["home"], container);
   EXPECT_EQ(report["data"], container + "/.local/share");
   EXPECT_EQ(report["own"], container + "/.local/share/Tillvane");
   EXPECT_EQ(report["downloads"], container + "/Downloads");
   EXPECT_EQ(report["music"], home_ + "/Sounds");
-  EXPECT_EQ(report["applications"], root_ + "/snap/usr/share/applications");
+  EXPECT_EQ(report["applications"], applications);
+  EXPECT_EQ(report["shop"], applications + "/org.example.Shop.desktop");
+  EXPECT_EQ(report["bakery"], "none");
   EXPECT_EQ(report["temporary"], root_ + "/run");
-  EXPECT_EQ(report["outside"], home_ + "/Downloads/new.txt " + home_ + "/Downloads none");
+  EXPECT_EQ(report["inside"], "yes yes yes no");
+  const std::string downloads = home_ + "/Downloads";
+  EXPECT_EQ(report["outside"], downloads + "/new.txt " + downloads + " none " + downloads);
+}
+
+TEST_F(KnownFoldersProcess, AnotherProgramsNameMeansNothingOutsideOfFlatpak) {
+  if (support::IsThere("/.flatpak-info")) GTEST_SKIP() << "this is inside Flatpak";
+  Report report = Ask({"HOME=" + home_, "FLATPAK_ID=org.example.Shop"});
+  EXPECT_EQ(report["home"], home_);
+  EXPECT_EQ(report["temporary"], "/tmp");
 }
 
 /// In a root of its own, which has the file that Flatpak puts there.
@@ -113,8 +190,7 @@ class FlatpakProcess : public KnownFoldersProcess {
 
   Report AskInside(const Texts& environment, const Texts& paths = {}) const {
     const std::string script =
-        "mount -t tmpfs none " + root_ +
-        "/jail && cd \"$0\"/jail && : >.flatpak-info && for entry in /*; do "
+        "mount -t tmpfs none \"$0\"/jail && cd \"$0\"/jail && : >.flatpak-info && for entry in /*; do "
         "if [ -L \"$entry\" ]; then cp -P \"$entry\" .; "
         "elif [ -d \"$entry\" ]; then mkdir \".$entry\" && mount --rbind \"$entry\" \".$entry\" || exit 1; fi; done && "
         "exec chroot . \"$@\"";
@@ -129,9 +205,16 @@ TEST_F(FlatpakProcess, HasAContainer) {
   support::MakeFolder(container_ + "/config");
   support::MakeFile(container_ + "/config/user-dirs.dirs", "XDG_DOWNLOAD_DIR=\"" + home_ + "/Downloads\"\n");
   fs::create_directory_symlink(home_ + "/Downloads", container_ + "/Downloads");
+  support::MakeFolder(container_ + "/data/applications");
+  support::MakeFile(container_ + "/data/applications/org.example.Shop.desktop");
   Report report = AskInside({"HOME=" + home_, "FLATPAK_ID=org.example.Shop", "XDG_DATA_HOME=" + container_ + "/data",
                              "XDG_CONFIG_HOME=" + container_ + "/config", "TMPDIR=/tmp"},
                             {container_ + "/Downloads/new.txt", home_ + "/Downloads", container_ + "/new/new.txt"});
+  // There it is the administrator.
+  ExpectAccountOf(0, &report);
+  EXPECT_EQ(report["shop"], container_ + "/data/applications/org.example.Shop.desktop");
+  EXPECT_EQ(report["bakery"], "none");
+  EXPECT_EQ(report["inside"], "yes no yes");
   EXPECT_EQ(report["home"], container_);
   EXPECT_EQ(report["data"], container_ + "/data");
   EXPECT_EQ(report["downloads"], home_ + "/Downloads");
@@ -139,12 +222,6 @@ TEST_F(FlatpakProcess, HasAContainer) {
   EXPECT_TRUE(fs::is_directory(container_ + "/Music"));
   EXPECT_EQ(report["temporary"], "/var/tmp");
   EXPECT_EQ(report["outside"], home_ + "/Downloads/new.txt " + home_ + "/Downloads none");
-}
-
-TEST_F(FlatpakProcess, AnotherProgramsNameMeansNothingOutside) {
-  Report report = Ask({"HOME=" + home_, "FLATPAK_ID=org.example.Shop"});
-  EXPECT_EQ(report["home"], home_);
-  EXPECT_EQ(report["temporary"], "/tmp");
 }
 
 }  // namespace

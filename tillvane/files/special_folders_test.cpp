@@ -1,4 +1,6 @@
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -6,12 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/file_mask.h>
 #include <tests/support/files.h>
 #include <tests/support/guarded_text.h>
 #include <tests/support/made_up_home.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LSpecialFolder.h>
-#include <tillvane/platform/known_folders.h>
 #include <tillvane/platform/main_bundle.h>
 #include <tillvane/system/LApplicationBundle.h>
 
@@ -22,14 +24,7 @@ using support::IsThere;
 using support::MadeUpHome;
 using support::MakeFile;
 using support::MakeFolder;
-
-/// What a getter writes into a path's buffer.
-template <class Getter>
-std::string Get(const Getter& getter) {
-  support::GuardedText dest(260);
-  getter(dest.Get());
-  return dest.Text();
-}
+using support::PathOf;
 
 void WriteUserDirs(const MadeUpHome& home, const std::string& text) {
   MakeFolder(home.Path(".config"));
@@ -52,7 +47,7 @@ TEST(SpecialFolders, OfTheDesktopsChoiceAreNotMade) {
   const MadeUpHome home;
   for (const UserFolder& folder : kUserFolders) {
     WriteUserDirs(home, "XDG_" + folder.name + "_DIR=\"$HOME/own\"\n");
-    EXPECT_EQ(Get(folder.get), home.Path("own")) << folder.name;
+    EXPECT_EQ(PathOf(folder.get), home.Path("own")) << folder.name;
   }
   EXPECT_FALSE(IsThere(home.Path("own")));
 }
@@ -60,9 +55,9 @@ TEST(SpecialFolders, OfTheDesktopsChoiceAreNotMade) {
 TEST(SpecialFolders, WithoutAChoiceAreMadeInTheHome) {
   const MadeUpHome home;
   for (const UserFolder& folder : kUserFolders) {
-    EXPECT_EQ(Get(folder.get), home.Path(folder.fallback));
+    EXPECT_EQ(PathOf(folder.get), home.Path(folder.fallback));
     EXPECT_TRUE(std::filesystem::is_directory(home.Path(folder.fallback))) << folder.fallback;
-    EXPECT_EQ(Get(folder.get), home.Path(folder.fallback)) << "a second time";
+    EXPECT_EQ(PathOf(folder.get), home.Path(folder.fallback)) << "a second time";
   }
   EXPECT_TRUE(std::filesystem::is_symlink(home.Path("Downloads"))) << "what is there stays";
 }
@@ -70,7 +65,7 @@ TEST(SpecialFolders, WithoutAChoiceAreMadeInTheHome) {
 TEST(SpecialFolders, AFallbackIsMadeOneLevelDeep) {
   const MadeUpHome home;
   const auto get = [](const char* fallback) {
-    return Get([=](char* dest) { GetUserSpecialFolder(dest, 4711, fallback); });
+    return PathOf([=](char* dest) { GetUserSpecialFolder(dest, 4711, fallback); });
   };
   EXPECT_EQ(get("a/b"), home.Path("a/b"));
   EXPECT_FALSE(IsThere(home.Path("a")));
@@ -84,11 +79,14 @@ TEST(SpecialFolders, AFallbackIsMadeOneLevelDeep) {
 
 TEST(SpecialFolders, AFallbackIsMadeForEverybodyButTheMask) {
   const MadeUpHome home;
-  const mode_t before = umask(0);
-  Get(LFile::GetUserMusicFolder);
-  umask(027);
-  Get(LFile::GetUserDesktopFolder);
-  umask(before);
+  {
+    const support::FileMask none(0);
+    PathOf(LFile::GetUserMusicFolder);
+  }
+  {
+    const support::FileMask mask(027);
+    PathOf(LFile::GetUserDesktopFolder);
+  }
   EXPECT_EQ(support::Mode(home.Path("Music")), 0777U);
   EXPECT_EQ(support::Mode(home.Path("Desktop")), 0750U);
 }
@@ -113,7 +111,7 @@ TEST(SpecialFolders, OfTheNumbersThatAreKnown) {
                {16, home.Path("fallback")},
                {0xFFFFFFFF, home.Path("fallback")}};
   for (const auto& c : cases) {
-    EXPECT_EQ(Get([&](char* dest) { GetUserSpecialFolder(dest, c.kind, "fallback"); }), c.folder) << c.kind;
+    EXPECT_EQ(PathOf([&](char* dest) { GetUserSpecialFolder(dest, c.kind, "fallback"); }), c.folder) << c.kind;
   }
 }
 
@@ -121,40 +119,42 @@ TEST(SpecialFolders, AreCutToAPathsRoom) {
   const MadeUpHome home;
   const std::string path = '/' + std::string(300, 'x');
   WriteUserDirs(home, "XDG_MUSIC_DIR=\"" + path + "\"\n");
-  EXPECT_EQ(Get(LFile::GetUserMusicFolder), path.substr(0, 259));
+  EXPECT_EQ(PathOf(LFile::GetUserMusicFolder), path.substr(0, 259));
   const EnvironmentVariable variables[] = {{"HOME", path.c_str()}, {"TMPDIR", path.c_str()}};
-  EXPECT_EQ(Get(LFile::GetUserFolder), path.substr(0, 259));
-  EXPECT_EQ(Get(LFile::GetTempFolder), path.substr(0, 259));
+  EXPECT_EQ(PathOf(LFile::GetUserFolder), path.substr(0, 259));
+  EXPECT_EQ(PathOf(LFile::GetTempFolder), path.substr(0, 259));
 }
 
 TEST(SpecialFolders, TheHomeIsTheEnvironments) {
   const MadeUpHome home;
-  EXPECT_EQ(Get(LFile::GetUserFolder), home.Path());
+  EXPECT_EQ(PathOf(LFile::GetUserFolder), home.Path());
 }
 
 TEST(SpecialFolders, OutsideTheSandboxAreTheAccounts) {
   const MadeUpHome home;
-  const std::string account = platform::AccountHome();
-  ASSERT_TRUE(account.starts_with('/') && account.size() < 200) << account;
-  EXPECT_EQ(Get(LFile::GetUserFolderNonSandboxed), account);
-  EXPECT_NE(Get(LFile::GetUserFolderNonSandboxed), home.Path());
-  const std::string folder = account.ends_with('/') ? account : account + '/';
-  EXPECT_EQ(Get(LFile::GetUserDownloadFolderNonSandboxed), folder + "Downloads");
-  EXPECT_EQ(Get(LFile::GetUserPicturesFolderNonSandboxed), folder + "Pictures");
-  EXPECT_EQ(Get(LFile::GetUserVideoFolderNonSandboxed), folder + "Movies");
-  EXPECT_EQ(Get(LFile::GetUserMusicFolderNonSandboxed), folder + "Music");
+  // Not every user has an entry.
+  const passwd* const entry = getpwuid(getuid());
+  const std::string account = entry != nullptr ? entry->pw_dir : "";
+  ASSERT_LT(account.size(), 200U);
+  EXPECT_EQ(PathOf(LFile::GetUserFolderNonSandboxed), account);
+  EXPECT_NE(PathOf(LFile::GetUserFolderNonSandboxed), home.Path());
+  const std::string folder = account.empty() || account.ends_with('/') ? account : account + '/';
+  EXPECT_EQ(PathOf(LFile::GetUserDownloadFolderNonSandboxed), folder + "Downloads");
+  EXPECT_EQ(PathOf(LFile::GetUserPicturesFolderNonSandboxed), folder + "Pictures");
+  EXPECT_EQ(PathOf(LFile::GetUserVideoFolderNonSandboxed), folder + "Movies");
+  EXPECT_EQ(PathOf(LFile::GetUserMusicFolderNonSandboxed), folder + "Music");
 }
 
 TEST(SpecialFolders, TheMachinesApplications) {
   const MadeUpHome home;
-  EXPECT_EQ(Get(LFile::GetApplicationsFolder), "/Applications") << "the system tells of none";
+  EXPECT_EQ(PathOf(LFile::GetApplicationsFolder), "/Applications") << "the system tells of none";
   MakeFolder(home.Beside("share/applications"));
-  EXPECT_EQ(Get(LFile::GetApplicationsFolder), home.Beside("share/applications"));
+  EXPECT_EQ(PathOf(LFile::GetApplicationsFolder), home.Beside("share/applications"));
 }
 
 TEST(SpecialFolders, TheUsersApplicationsAreNotMade) {
   const MadeUpHome home;
-  EXPECT_EQ(Get(LFile::GetUserApplicationsFolder), home.Path(".local/share/applications"));
+  EXPECT_EQ(PathOf(LFile::GetUserApplicationsFolder), home.Path(".local/share/applications"));
   EXPECT_FALSE(IsThere(home.Path(".local/share/applications")));
   EXPECT_FALSE(IsThere(home.Path("Applications")));
 }
@@ -170,12 +170,12 @@ TEST(SpecialFolders, OfTheBundle) {
   // This one is a bare executable.
   const std::string folder = platform::MainBundlePath();
   ASSERT_LT(folder.size(), 200U);
-  EXPECT_EQ(Get(LFile::GetHelpFolder), folder + "/Contents/Resources/help");
-  EXPECT_EQ(Get(LFile::GetProgramExecutablePath), folder);
+  EXPECT_EQ(PathOf(LFile::GetHelpFolder), folder + "/Contents/Resources/help");
+  EXPECT_EQ(PathOf(LFile::GetProgramExecutablePath), folder);
   for (unsigned long capacity = 0; capacity < 4; ++capacity) {
     support::GuardedText cut(capacity);
     LGetBundleFolder(cut.Get(), capacity);
-    EXPECT_EQ(cut.Text(), folder.substr(0, capacity == 0 ? 0 : capacity - 1));
+    EXPECT_EQ(cut.Text(), capacity == 0 ? "" : folder.substr(0, capacity - 1));
   }
 }
 
