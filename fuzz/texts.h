@@ -12,6 +12,12 @@ namespace fuzz {
 class Buffer {
  public:
   explicit Buffer(std::size_t size) : size_(size), bytes_(new char[size]) { std::fill_n(bytes_.get(), size, '#'); }
+  /// The bytes alone: for what is not read to a terminator.
+  static Buffer Unterminated(const std::string& bytes) {
+    Buffer buffer(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), buffer.Get());
+    return buffer;
+  }
   /// The text and its terminator.
   explicit Buffer(const std::string& text) : Buffer(text.size() + 1) {
     std::copy_n(text.c_str(), text.size() + 1, bytes_.get());

@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using fuzz::Require;
   fuzz::Input input(data, size);
   const std::string name = input.Text(), text = input.Rest();
-  const fuzz::Buffer bytes(text);
+  const fuzz::Buffer bytes = fuzz::Buffer::Unterminated(text);
   for (const char* home : {"/", "/home/ada"}) {
     const std::string folder = platform::UserDirectoryOf({bytes.Get(), text.size()}, name, home);
     Require(folder.empty() || folder.starts_with('/'), "a folder is absolute");
