@@ -40,6 +40,9 @@ void RunFilesFamily(const Options& options, Goals* goals);
 /// Folders listed and deleted beside fts, find, rm and the standard library.
 void RunFoldersFamily(const Options& options, Goals* goals);
 
+/// The user's folders beside GLib's.
+void RunSpecialFoldersFamily(const Options& options, Goals* goals);
+
 /// Copies of files and folders beside the system's own and the standard library's.
 void RunCopiesFamily(const Options& options, Goals* goals);
 

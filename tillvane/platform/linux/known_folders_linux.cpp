@@ -113,7 +113,8 @@ std::string UserHomeOf(const HomeSources& sources) {
 
 std::string HomeFolderOf(const HomeSources& sources) {
   std::string home = UserHomeOf(sources);
-  return IsInsideFlatpak(sources) ? Inside(home, ".var/app/" + sources.flatpak_id) : home;
+  if (IsInsideFlatpak(sources)) return Inside(home, ".var/app/" + sources.flatpak_id);
+  return home;
 }
 
 std::string ApplicationSupportFolderOf(const std::string& data_home, const std::string& home) {
