@@ -102,6 +102,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/network_mount_linux_test.cpp
   tillvane/platform/linux/preference_store_linux_test.cpp
   tillvane/platform/linux/preferences_format_linux_test.cpp
+  tillvane/platform/linux/preferences_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
