@@ -66,6 +66,7 @@ TEST_F(PreferencesTest, AMillionBytesUnderALongKey) {
 TEST_F(PreferencesTest, AnotherHomeHasOtherValues) {
   platform::SetPreferenceText("a", "of the first");
   {
+    support::MakeFolder(home_.Beside("temporary"));
     const support::MadeUpHome other;
     EXPECT_FALSE(HasPreference("a"));
     platform::SetPreferenceText("a", "of the other");
