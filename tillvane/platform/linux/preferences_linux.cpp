@@ -19,18 +19,6 @@ namespace {
 /// All that this process has used: a host that moves to another home has other preferences there.
 class PreferenceStores {
  public:
-  static PreferenceStores& Get() {
-    static NeverDestroyed<PreferenceStores> stores;
-    static const int registered =
-        pthread_atfork([] { stores.Get().LockForFork(); }, [] { stores.Get().UnlockAfterFork(); },
-                       [] {
-                         stores.Get().LeaveChangesToParent();
-                         stores.Get().UnlockAfterFork();
-                       });
-    static_cast<void>(registered);
-    return stores.Get();
-  }
-
   PreferenceStore& Current() {
     std::string folder = ConfigurationFolder() + '/' + MainBundleName();
     const std::lock_guard guard(mutex_);
@@ -44,7 +32,6 @@ class PreferenceStores {
     }
   }
 
- private:
   void LockForFork() {
     mutex_.lock();
     for (auto& [folder, store] : stores_) store.LockForFork();
@@ -57,20 +44,31 @@ class PreferenceStores {
     for (auto& [folder, store] : stores_) store.LeaveChangesToParent();
   }
 
+ private:
   std::mutex mutex_;
   std::map<std::string, PreferenceStore> stores_;
 };
 
+NeverDestroyed<PreferenceStores> stores;
+
+// When the library is loaded: a fork during the first use would find the registration half done.
+[[maybe_unused]] const int is_ready_for_forks =
+    pthread_atfork([] { stores.Get().LockForFork(); }, [] { stores.Get().UnlockAfterFork(); },
+                   [] {
+                     stores.Get().LeaveChangesToParent();
+                     stores.Get().UnlockAfterFork();
+                   });
+
 /// When the library goes, after all that the host runs at its end: its last objects may still change something.
 [[gnu::destructor]] void SaveAtTheEnd() {
   try {
-    PreferenceStores::Get().Save();
+    stores.Get().Save();
   } catch (const std::bad_alloc&) {
     // There is nobody left to tell.
   }
 }
 
-std::optional<PreferenceValue> Value(const char* key) { return PreferenceStores::Get().Current().Value(key); }
+std::optional<PreferenceValue> Value(const char* key) { return stores.Get().Current().Value(key); }
 
 template <class Kind>
 std::optional<Kind> ValueOf(const char* key) {
@@ -80,7 +78,7 @@ std::optional<Kind> ValueOf(const char* key) {
 }
 
 void Change(const char* key, std::optional<PreferenceValue> value) {
-  PreferenceStores::Get().Current().Change(key, std::move(value));
+  stores.Get().Current().Change(key, std::move(value));
 }
 
 }  // namespace
@@ -105,6 +103,6 @@ void SetPreferenceData(const char* key, const std::vector<unsigned char>& data) 
 
 void RemovePreference(const char* key) { Change(key, std::nullopt); }
 
-bool SynchronizePreferences() { return PreferenceStores::Get().Current().Synchronize(); }
+bool SynchronizePreferences() { return stores.Get().Current().Synchronize(); }
 
 }  // namespace platform
