@@ -80,7 +80,7 @@ void Register(const std::string& name, const Body& body, const Comparison& compa
   const std::vector<Clock>& clocks = comparison.clocks;
   auto* registered = benchmark::RegisterBenchmark(name.c_str(), body)
                          ->MinTime(comparison.seconds / (options.quick ? 5 : 1))
-                         ->Repetitions(options.quick ? 5 : 15);
+                         ->Repetitions(std::min(options.quick ? 5 : 15, comparison.repetitions));
   if (Has(clocks, Clock::kWall)) registered->UseRealTime();
   if (Has(clocks, Clock::kFamily)) registered->UseManualTime();
   if (Has(clocks, Clock::kProcess)) registered->MeasureProcessCPUTime();
@@ -161,7 +161,7 @@ void PrintHead(const std::string& family) {
               "met");
 }
 
-void Measure(const Comparison& comparison, const Options& options, Goals* goals) {
+double Measure(const Comparison& comparison, const Options& options, Goals* goals) {
   benchmark::ClearRegisteredBenchmarks();
   Register(comparison.name, comparison.body, comparison, options);
   for (const Peer& peer : comparison.peers) Register(peer.name, peer.body, comparison, options);
@@ -169,6 +169,7 @@ void Measure(const Comparison& comparison, const Options& options, Goals* goals)
   benchmark::RunSpecifiedBenchmarks(&collector, "all");
   for (const Clock clock : comparison.clocks) Print(comparison, clock, &collector, goals);
   std::fflush(stdout);
+  return Median(collector.Times(comparison.name, comparison.clocks.front()));
 }
 
 }  // namespace bench

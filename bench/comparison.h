@@ -53,6 +53,7 @@ struct Comparison {
   std::vector<Peer> peers;
   int items = 1;          ///< so many in one pass of the body's loop; times are printed for one
   double seconds = 0.05;  ///< of a repetition
+  int repetitions = 15;   ///< at most: fewer where one takes long
 };
 
 struct Options {
@@ -76,7 +77,8 @@ class Goals {
 void PrintHead(const std::string& family);
 
 /// Measures a comparison and prints its parts of the table.
-void Measure(const Comparison& comparison, const Options& options, Goals* goals);
+/// \return our median for an item, in nanoseconds of the first clock; 0 when there is none
+double Measure(const Comparison& comparison, const Options& options, Goals* goals);
 
 double Median(std::vector<double> values);
 

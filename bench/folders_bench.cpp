@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <fts.h>
 #include <sys/resource.h>
@@ -27,7 +28,7 @@ struct Forest {
   std::string name;
   int folders, files;
 
-  long Entries() const { return static_cast<long>(folders) * files + folders; }
+  int Entries() const { return folders * files + folders; }
 };
 
 bool Plant(const Forest& forest, const std::string& top) {
@@ -66,6 +67,27 @@ long OurWalk(const char* folder) {
 
 long OurWalkOf(const std::string& folder) { return OurWalk(folder.c_str()); }
 
+/// What no listing can do without: each folder opened from the one above, read by the system call, and closed.
+long BareWalk(int parent, const char* name) {
+  const int folder = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  long count = 0;
+  alignas(dirent64) char entries[32768];
+  ssize_t size = 0;
+  while ((size = getdents64(folder, entries, sizeof entries)) > 0) {
+    for (const char* next = entries; next != entries + size;) {
+      const auto* const entry = reinterpret_cast<const dirent64*>(next);
+      next += entry->d_reclen;
+      if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) continue;
+      ++count;
+      if (entry->d_type == DT_DIR) count += BareWalk(folder, entry->d_name);
+    }
+  }
+  close(folder);
+  return count;
+}
+
+long BareWalkOf(const std::string& folder) { return BareWalk(AT_FDCWD, folder.c_str()); }
+
 long FtsWalk(const std::string& folder) {
   std::string path = folder;
   char* const paths[] = {path.data(), nullptr};
@@ -96,6 +118,7 @@ struct Grove {
 Body Walks(const std::shared_ptr<Grove>& grove, long entries, Walker walk) {
   return [=](benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
+      const FamilyStopwatch stopwatch(state);
       if (walk(grove->top) != entries) return state.SkipWithError("not every entry was found");
     }
   };
@@ -104,6 +127,7 @@ Body Walks(const std::shared_ptr<Grove>& grove, long entries, Walker walk) {
 Body Finds(const std::shared_ptr<Grove>& grove) {
   return [=](benchmark::State& state) {
     for ([[maybe_unused]] auto _ : state) {
+      const FamilyStopwatch stopwatch(state);
       if (!FindWalk(grove->top)) return state.SkipWithError("find failed");
     }
   };
@@ -129,24 +153,30 @@ long PrintMemory(const std::string& top) {
   return ours;
 }
 
-/// \return the memory of our walk in KiB
-long MeasureWalks(const Forest& forest, const Options& options, Goals* goals) {
+/// What a forest costs us.
+struct Cost {
+  double entry = 0;  ///< nanoseconds
+  long memory = 0;   ///< KiB
+};
+
+Cost MeasureWalks(const Forest& forest, const Options& options, Goals* goals) {
   const auto grove = std::make_shared<Grove>();
   if (!grove->workshop.IsThere() || !Plant(forest, grove->top)) {
     goals->NoteFailure("folders: no files to list");
-    return 0;
+    return {};
   }
-  const long entries = forest.Entries();
-  Measure({"list " + forest.name,
-           {Clock::kWall},
-           "FolderIteratorAllFiles",
-           Walks(grove, entries, OurWalkOf),
-           {{"fts, without stat", Walks(grove, entries, FtsWalk), 0.85},
-            {"std::filesystem", Walks(grove, entries, FilesystemWalk), 0.45},
-            {"find", Finds(grove), 0.6}},
-           static_cast<int>(entries)},
-          options, goals);
-  return PrintMemory(grove->top);
+  const int entries = forest.Entries();
+  const double entry = Measure({"list " + forest.name,
+                                {Clock::kFamily},
+                                "FolderIteratorAllFiles",
+                                Walks(grove, entries, OurWalkOf),
+                                {{"fts, without stat", Walks(grove, entries, FtsWalk), 0.85},
+                                 {"std::filesystem", Walks(grove, entries, FilesystemWalk), 0.45},
+                                 {"find", Finds(grove), 0.6},
+                                 {"bare getdents64", Walks(grove, entries, BareWalkOf)}},
+                                entries},
+                               options, goals);
+  return {entry, PrintMemory(grove->top)};
 }
 
 // --- Deleting ---
@@ -161,28 +191,41 @@ bool FilesystemDeletion(const std::string& folder) {
 
 bool Rm(const std::string& folder) { return RunProgram({"rm", "-rf", folder}); }
 
+/// What is deleted is made anew each time, off the clock.
 Body Deletions(const Forest& forest, bool (*remove)(const std::string&)) {
   return [=](benchmark::State& state) {
     const Workshop workshop;
     const std::string top = workshop.File("tree");
     for ([[maybe_unused]] auto _ : state) {
-      state.PauseTiming();
-      const bool is_planted = Plant(forest, top);
-      state.ResumeTiming();
-      if (!is_planted || !remove(top)) return state.SkipWithError("the folder was not deleted");
+      if (!Plant(forest, top)) return state.SkipWithError("no files to delete");
+      const FamilyStopwatch stopwatch(state);
+      if (!remove(top)) return state.SkipWithError("the folder was not deleted");
     }
   };
 }
 
-void MeasureDeletions(const Forest& forest, const Options& options, Goals* goals) {
-  Measure(
-      {"delete " + forest.name,
-       {Clock::kWall},
-       "DeleteFolderTree",
-       Deletions(forest, OurDeletion),
-       {{"rm -rf", Deletions(forest, Rm), 1.0}, {"std::filesystem::remove_all", Deletions(forest, FilesystemDeletion)}},
-       static_cast<int>(forest.Entries())},
-      options, goals);
+/// \return our time for an entry
+double MeasureDeletions(const Forest& forest, int repetitions, const Options& options, Goals* goals) {
+  return Measure({.title = "delete " + forest.name,
+                  .clocks = {Clock::kFamily},
+                  .name = "DeleteFolderTree",
+                  .body = Deletions(forest, OurDeletion),
+                  .peers = {{"rm -rf", Deletions(forest, Rm), 1.0},
+                            {"std::filesystem::remove_all", Deletions(forest, FilesystemDeletion)}},
+                  .items = forest.Entries(),
+                  .repetitions = repetitions},
+                 options, goals);
+}
+
+/// An entry of ten times as many may take a little more: fewer of them are in a cache.
+void PrintGrowth(const std::string& what, double few, double many, Goals* goals) {
+  constexpr double most = 1.5;
+  const double growth = few > 0 ? many / few : 0;
+  const bool is_linear = growth > 0 && growth <= most;
+  std::printf("    %s: an entry of 200,000 takes %.2f of one of 20,000  (<= %.2f  %s)\n", what.c_str(), growth, most,
+              is_linear ? "yes" : "NO");
+  std::fflush(stdout);
+  goals->Note("folders: ten times as many entries take ten times as long to " + what, is_linear);
 }
 
 }  // namespace
@@ -192,15 +235,21 @@ void RunFoldersFamily(const Options& options, Goals* goals) {
   const Forest many_folders = {"20,000 files in 200 folders", 200, 100};
   const Forest few = {"20,000 files in one", 1, 20000}, many = {"200,000 files in one", 1, 200000};
   MeasureWalks(many_folders, options, goals);
-  const long little = MeasureWalks(few, options, goals);
-  if (!options.quick) {
-    const long much = MeasureWalks(many, options, goals);
-    constexpr long some_pages = 64;
-    goals->Note("folders: listing ten times as many entries takes no more memory", much <= little + some_pages);
-  }
+  const Cost little = MeasureWalks(few, options, goals);
   // Planting takes longer than deleting.
-  MeasureDeletions(options.quick ? Forest{"2,000 files in 20 folders", 20, 100} : many_folders, options, goals);
-  MeasureDeletions(options.quick ? Forest{"2,000 files in one", 1, 2000} : few, options, goals);
+  if (options.quick) {
+    MeasureDeletions({"2,000 files in 20 folders", 20, 100}, 3, options, goals);
+    MeasureDeletions({"2,000 files in one", 1, 2000}, 3, options, goals);
+    return;
+  }
+  const Cost much = MeasureWalks(many, options, goals);
+  PrintGrowth("list", little.entry, much.entry, goals);
+  constexpr long some_pages = 64;
+  goals->Note("folders: listing ten times as many entries takes no more memory",
+              much.memory <= little.memory + some_pages);
+  MeasureDeletions(many_folders, 7, options, goals);
+  const double one_of_few = MeasureDeletions(few, 7, options, goals);
+  PrintGrowth("delete", one_of_few, MeasureDeletions(many, 3, options, goals), goals);
 }
 
 }  // namespace bench

@@ -14,6 +14,7 @@
 #include <tests/support/temp_folder.h>
 #include <tests/support/waiting.h>
 #include <tillvane/files/LFile.h>
+#include <tillvane/files/LFileFolderIterator.h>
 
 namespace {
 
@@ -220,7 +221,15 @@ TEST(FolderDelete, DeepFoldersAreMet) {
   EXPECT_EQ(deep.Take(), 10000);
 }
 
-TEST(FolderDelete, ManyFilesGo) {
+/// But for '.' and '..'.
+int CountEntries(const std::string& folder) {
+  int count = -2;
+  LFile::FolderIteratorAllFiles files;
+  for (int found = files.Open(folder.c_str()); found != 0; found = files.Next()) ++count;
+  return count;
+}
+
+TEST(FolderDelete, ManyFilesAreListedAndGo) {
   const bool is_long = std::getenv("TILLVANE_TEST_LONG") != nullptr;
   const int count = is_long ? 1000000 : 20000;
   const TempFolder folder;
@@ -232,6 +241,7 @@ TEST(FolderDelete, ManyFilesGo) {
     close(file);
   }
   close(many);
+  EXPECT_EQ(CountEntries(folder.File("many")), count);
   EXPECT_EQ(LFile::DeleteFolderTree(folder.File("many").c_str()), 1);
   EXPECT_FALSE(IsThere(folder.File("many")));
 }

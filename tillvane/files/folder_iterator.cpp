@@ -34,6 +34,24 @@ bool IsOfType(const char* path, mode_t type) {
 
 void StoreText(char* out, const char* text) { StorePath(out, text, std::strlen(text)); }
 
+/// Only a folder opens.
+void OpenStream(LFile::FolderIterator& files, const char* path) {
+  if (files.dir != nullptr) closedir(files.dir);
+  files.dir = opendir(path);
+}
+
+/// Goes to the first entry of a folder whose stream was opened. A folder that did not open is listed as empty.
+int Begin(LFile::FolderIterator& files, const char* folder, const char* pattern) {
+  const bool is_folder = files.dir != nullptr || IsOfType(folder, S_IFDIR);
+  if (is_folder) {
+    StoreText(files.folder, folder);
+    StoreText(files.pattern, pattern);
+  }
+  // Last: the folder may be the entry of the listing before.
+  files.entry.d_name[0] = '\0';
+  return is_folder ? files.Next() : 0;
+}
+
 }  // namespace
 
 LFile::FolderIterator::FolderIterator() : entry{}, folder{}, pattern{} {}
@@ -43,22 +61,14 @@ LFile::FolderIterator::~FolderIterator() {
 }
 
 int LFile::FolderIterator::Open(const char* folder_path, const char* name_pattern) {
-  if (dir != nullptr) closedir(std::exchange(dir, nullptr));
-  // Only a folder opens; one that does not is listed as empty.
-  dir = opendir(folder_path);
-  const bool is_folder = dir != nullptr || IsOfType(folder_path, S_IFDIR);
-  if (is_folder) {
-    StoreText(folder, folder_path);
-    StoreText(pattern, name_pattern);
-  }
-  // Last: the folder may be the entry of the listing before.
-  entry.d_name[0] = '\0';
-  if (!is_folder) return 0;
-  return Next();
+  OpenStream(*this, folder_path);
+  return Begin(*this, folder_path, name_pattern);
 }
 
 int LFile::FolderIterator::Open(const char* path) {
-  if (!IsOfType(path, S_IFREG)) return Open(path, "*");
+  // What opens is no file, and most paths open: only of the others the system is asked what they are.
+  OpenStream(*this, path);
+  if (dir != nullptr || !IsOfType(path, S_IFREG)) return Begin(*this, path, "*");
   char file_folder[kPathSize], name[kPathSize];
   _GetFolderFromPath(file_folder, path);
   _GetFileFromPath(name, path);
