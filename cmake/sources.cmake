@@ -13,6 +13,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LProcessRun.h
   tillvane/core/LQueuedNotify.h
   tillvane/core/LSignalObject.h
+  tillvane/core/LSignalObjectNamed.h
   tillvane/core/LSystemLockMutex.h
   tillvane/core/LThread.h
   tillvane/core/LThreadNotifyInterface.h
@@ -75,6 +76,7 @@ set(TILLVANE_SOURCES
   tillvane/core/process_run.cpp
   tillvane/core/queued_notify.cpp
   tillvane/core/signal_object.cpp
+  tillvane/core/signal_object_named.cpp
   tillvane/core/sleep_for.cpp
   tillvane/core/system_lock_mutex.cpp
   tillvane/core/thread.cpp
@@ -194,6 +196,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/process_run_test.cpp
   tillvane/core/queued_notify_test.cpp
   tillvane/core/signal_object_group_test.cpp
+  tillvane/core/signal_object_named_test.cpp
   tillvane/core/signal_object_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
   tillvane/core/thread_notify_interface_test.cpp

@@ -13,6 +13,7 @@
 #include <tillvane/core/LProcessRun.h>
 #include <tillvane/core/LQueuedNotify.h>
 #include <tillvane/core/LSignalObject.h>
+#include <tillvane/core/LSignalObjectNamed.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/LThread.h>
 #include <tillvane/core/LThreadNotifyInterface.h>
