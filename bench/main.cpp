@@ -21,7 +21,7 @@ constexpr Family kFamilies[] = {
     {"files", bench::RunFilesFamily},         {"folders", bench::RunFoldersFamily},
     {"copies", bench::RunCopiesFamily},       {"processes", bench::RunProcessesFamily},
     {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
-    {"tick", bench::RunTickFamily},
+    {"tick", bench::RunTickFamily},           {"named", bench::RunNamedFamily},
 };
 
 struct CommandLine {
