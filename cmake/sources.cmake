@@ -21,6 +21,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/diag/LDebugOutput.h
   tillvane/diag/LDebugSignals.h
   tillvane/diag/LDebugThread.h
+  tillvane/diag/LHangDetector.h
   tillvane/files/LFile.h
   tillvane/files/LFileFolderIterator.h
   tillvane/files/LLockFile.h
@@ -85,6 +86,7 @@ set(TILLVANE_SOURCES
   tillvane/diag/crash_report.cpp
   tillvane/diag/crash_stack.cpp
   tillvane/diag/description.cpp
+  tillvane/diag/hang_detector.cpp
   tillvane/diag/library_load.cpp
   tillvane/diag/loaded_modules.cpp
   tillvane/diag/output.cpp
@@ -205,6 +207,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/thread_stress_test.cpp
   tillvane/core/thread_test.cpp
   tillvane/diag/description_test.cpp
+  tillvane/diag/hang_detector_test.cpp
   tillvane/diag/loaded_modules_test.cpp
   tillvane/diag/output_test.cpp
   tillvane/diag/signal_safe_text_test.cpp

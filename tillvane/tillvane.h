@@ -21,6 +21,7 @@
 #include <tillvane/diag/LDebugOutput.h>
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
+#include <tillvane/diag/LHangDetector.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LFileFolderIterator.h>
 #include <tillvane/files/LLockFile.h>
