@@ -119,23 +119,24 @@ TEST_F(HangDetectorFault, WhereNoFileIsWithoutANameItIsLockedOnceItIsThere) {
 }
 
 TEST_F(HangDetectorFault, TheMarkerIsLockedAndWrittenBeforeItHasAName) {
-  LHangDetector detector;
-  int links = 0;
+  std::vector<std::string> calls;
   on_flock = [&] {
-    EXPECT_EQ(Markers(), std::set<std::string>());
+    calls.emplace_back("flock");
     return 0;
   };
   on_write = [&]() -> ssize_t {
-    EXPECT_EQ(Markers(), std::set<std::string>());
+    calls.emplace_back("write");
     return 8;
   };
   on_linkat = [&] {
-    ++links;
-    on_flock = {};
+    calls.emplace_back("linkat");
+    // Somebody else was there first.
     return FailWith(EEXIST);
   };
+  LHangDetector detector;
   detector.InitAndTest();
-  EXPECT_EQ(links, 1);
+  EXPECT_EQ(calls, (std::vector<std::string>{"flock", "write", "linkat"}));
+  EXPECT_EQ(Markers(), std::set<std::string>());
   EXPECT_EQ(Leaked(), "");
 }
 
