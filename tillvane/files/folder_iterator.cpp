@@ -46,14 +46,11 @@ int LFile::FolderIterator::Open(const char* folder_path, const char* name_patter
   if (dir != nullptr) closedir(std::exchange(dir, nullptr));
   // Only a folder opens; one that does not is listed as empty.
   dir = opendir(folder_path);
-  const bool is_folder = dir != nullptr || IsOfType(folder_path, S_IFDIR);
-  if (is_folder) {
+  if (dir != nullptr || IsOfType(folder_path, S_IFDIR)) {
     StoreText(folder, folder_path);
     StoreText(pattern, name_pattern);
   }
-  // Last: the folder may be the entry of the listing before.
-  entry.d_name[0] = '\0';
-  if (!is_folder) return 0;
+  // This clears the entry, but not before: the folder may be the one of the listing before.
   return Next();
 }
 
