@@ -1,7 +1,6 @@
 // System calls that fail under the copies and the locks. The definitions here take the place of the C library's for
 // everything that is linked into this program; nobody sleeps.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -21,6 +20,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/report_recorder.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -64,10 +64,7 @@ std::size_t most_at_once;  ///< that a call copies; 0 for all
 std::function<void()> on_flock, on_unlink;
 bool is_slow;  ///< each call takes longer than pieces may that are copied together
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 std::size_t Limit(std::size_t size) { return most_at_once != 0 ? std::min(size, most_at_once) : size; }
 
@@ -350,6 +347,15 @@ TEST_F(CopyFault, EachCallThatFailsHasItsResult) {
     }
     ExpectSourceAnd(one.result == 0);
   }
+}
+
+TEST_F(CopyFault, WhatIsThereIsEmptiedWhenItIsLocked) {
+  folder_.Write("copy", "before");
+  std::vector<std::string> found;
+  on_flock = [&] { found.push_back(Contents(copy_)); };
+  EXPECT_EQ(Copy(), 0);
+  EXPECT_EQ(found, (std::vector<std::string>{"before", "before"}));
+  ExpectSourceAnd(true);
 }
 
 TEST_F(CopyFault, WithoutALengthTheCopyIsEmpty) {

@@ -2,7 +2,6 @@
 // place of the C library's for everything that is linked into this program.
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -19,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LFileFolderIterator.h>
@@ -32,10 +32,7 @@ std::function<int(struct stat* status)> on_fstatat;
 std::function<DIR*()> on_fdopendir;
 std::function<dirent*(dirent* entry)> on_readdir;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 
@@ -126,6 +123,16 @@ TEST_F(FolderFault, OldFoldersStay) {
   EXPECT_TRUE(IsDeleted(1700000000, 0, 1));
   EXPECT_TRUE(IsThere(folder_.File("empty")));
   EXPECT_TRUE(IsThere(folder_.File("full/file")));
+}
+
+TEST_F(FolderFault, OldFilesThatNoPathReachesStay) {
+  const std::size_t most = 259 - folder_.Path().size() - 1;
+  ASSERT_LT(most, 255u);
+  const std::string reached = folder_.Write(std::string(most, 'n'), "");
+  const std::string too_far = folder_.Write(std::string(most + 1, 'n'), "");
+  EXPECT_TRUE(IsDeleted(1700000000, 0, 1));
+  EXPECT_FALSE(IsThere(reached));
+  EXPECT_TRUE(IsThere(too_far));
 }
 
 TEST_F(FolderFault, DaysAndTimesWrapAt32Bits) {

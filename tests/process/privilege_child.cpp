@@ -14,7 +14,6 @@
 //   FORM is copy, vector, line or plain: one of the functions; the last two take one TOOL that is a command line
 // The tool's output is its own; "result N" and what was left open go to standard error.
 
-#include <dlfcn.h>
 #include <grp.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -35,6 +34,7 @@
 #include <vector>
 
 #include <tests/support/child_process.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/polkit_agent.h>
 #include <tests/support/waiting.h>
@@ -61,8 +61,7 @@ extern "C" ssize_t read(int file, void* bytes, size_t size) {
     errno = std::exchange(read_error, 0);
     return -1;
   }
-  static const auto next = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
-  return next(file, bytes, size);
+  return support::Next(&read, "read")(file, bytes, size);
 }
 
 namespace {
