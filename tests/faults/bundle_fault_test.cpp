@@ -1,7 +1,6 @@
 // System calls that fail under what is told of the bundle, and under specifications of files. The definitions here take
 // the place of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +18,7 @@
 
 #include <tests/support/environment_variable.h>
 #include <tests/support/guarded_text.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/platform/file_spec.h>
@@ -42,10 +42,7 @@ std::function<char*()> on_realpath;
 std::function<int()> on_stat;
 std::function<ssize_t()> on_readlink;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 bool IsList(const char* path) { return !list_path.empty() && std::string(path).ends_with("/Info.plist"); }
 

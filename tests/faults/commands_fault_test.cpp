@@ -1,7 +1,6 @@
 // System calls that fail under pipes, commands and privileged tools. The definitions here take the place of the C
 // library's for everything that is linked into this program; nobody sleeps.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -21,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tillvane/platform/authorization.h>
 #include <tillvane/platform/pipe.h>
@@ -45,10 +45,7 @@ int Fails(const char* call) {
   return on_call(call, 0);
 }
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 /// The call itself, or its failure with errno.
 template <class Function, class... Arguments>

@@ -1,7 +1,6 @@
 // System calls that fail under the copies and the locks. The definitions here take the place of the C library's for
 // everything that is linked into this program; nobody sleeps.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -21,6 +20,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/report_recorder.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
@@ -29,11 +29,20 @@
 
 namespace {
 
+/// One failure of whatever call has the number `at` among all that are counted.
+struct AnyFault {
+  int error = 0, at = 0, calls = 0;
+} any_fault;
+
 /// A call that can fail: always, or the given time; how often it was made is counted.
 struct Fault {
   /// \return true when this call is to fail, with errno
   bool Strikes() {
     ++calls;
+    if (++any_fault.calls == any_fault.at) {
+      errno = any_fault.error;
+      return has_struck = true;
+    }
     if (error == 0 || (at != 0 && calls != at)) return false;
     errno = error;
     return true;
@@ -42,20 +51,20 @@ struct Fault {
   int error = 0;
   int at = 0;  ///< which call fails; 0 for all
   int calls = 0;
+  bool has_struck = false;  ///< as one of any
 };
 
 Fault open_fault, fstat_fault, ftruncate_fault, range_fault, sendfile_fault, read_fault, write_fault, futimens_fault,
-    close_fault, fchmod_fault, flock_fault;
+    close_fault, fchmod_fault, flock_fault, openat_fault, stat_fault, lstat_fault, lseek_fault, unlink_fault;
+/// Does the file system tell where holes are?
+bool holes_are_told = true;
 /// A fault that answers 0 and not -1.
 bool range_gives_nothing, sendfile_gives_nothing;
 std::size_t most_at_once;  ///< that a call copies; 0 for all
 std::function<void()> on_flock, on_unlink;
 bool is_slow;  ///< each call takes longer than pieces may that are copied together
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 std::size_t Limit(std::size_t size) { return most_at_once != 0 ? std::min(size, most_at_once) : size; }
 
@@ -72,6 +81,34 @@ int open(const char* path, int flags, ...) {
     va_end(arguments);
   }
   return open_fault.Strikes() ? -1 : Next(&open, "open")(path, flags, mode);
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+  mode_t mode = 0;
+  if ((flags & O_CREAT) != 0) {
+    va_list arguments;
+    va_start(arguments, flags);
+    mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+  }
+  return openat_fault.Strikes() ? -1 : Next(&openat, "openat")(folder, path, flags, mode);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  return stat_fault.Strikes() ? -1 : Next(&stat, "stat")(path, status);
+}
+
+int lstat(const char* path, struct stat* status) noexcept {
+  return lstat_fault.Strikes() ? -1 : Next(&lstat, "lstat")(path, status);
+}
+
+off_t lseek(int file, off_t offset, int from) noexcept {
+  if (lseek_fault.Strikes()) return -1;
+  if (!holes_are_told && (from == SEEK_DATA || from == SEEK_HOLE)) {
+    errno = EINVAL;
+    return -1;
+  }
+  return Next(&lseek, "lseek")(file, offset, from);
 }
 
 int fstat(int file, struct stat* status) noexcept {
@@ -116,7 +153,7 @@ int fchmod(int file, mode_t mode) noexcept { return fchmod_fault.Strikes() ? -1 
 
 int unlink(const char* path) noexcept {
   if (on_unlink) on_unlink();
-  return Next(&unlink, "unlink")(path);
+  return unlink_fault.Strikes() ? -1 : Next(&unlink, "unlink")(path);
 }
 
 int flock(int file, int operation) noexcept {
@@ -138,9 +175,12 @@ constexpr std::size_t kPiece = 32768;
 
 void Heal() {
   for (Fault* fault : {&open_fault, &fstat_fault, &ftruncate_fault, &range_fault, &sendfile_fault, &read_fault,
-                       &write_fault, &futimens_fault, &close_fault, &fchmod_fault, &flock_fault}) {
+                       &write_fault, &futimens_fault, &close_fault, &fchmod_fault, &flock_fault, &openat_fault,
+                       &stat_fault, &lstat_fault, &lseek_fault, &unlink_fault}) {
     *fault = {};
   }
+  any_fault = {};
+  holes_are_told = true;
   range_gives_nothing = sendfile_gives_nothing = false;
   most_at_once = 0;
   on_flock = on_unlink = {};
@@ -170,6 +210,37 @@ class CopyFault : public testing::Test {
     }
     unlink(copy_.c_str());
     errno = error;
+  }
+
+  /// Makes the source one with a hole in it, where the file system has such.
+  void MakeHole() {
+    bytes_ = "begin" + std::string(40 * kPiece, '\0') + "end";
+    folder_.Write("source", "begin");
+    EXPECT_EQ(truncate(source_.c_str(), static_cast<off_t>(bytes_.size() - 3)), 0);
+    std::ofstream(source_, std::ios::app) << "end";
+  }
+
+  /// Lets the call with this number fail under a copy. \return false when there were fewer
+  bool CopyWithFailure(int error, int at, bool with_progress, bool was_there) {
+    SCOPED_TRACE((with_progress ? "with progress, error " : "error ") + std::to_string(error) + " of call " +
+                 std::to_string(at));
+    const std::string before = "what was there before";
+    if (was_there) folder_.Write("copy", before);
+    Heal();
+    any_fault = {error, at, 0};
+    const bool is_copied = with_progress ? Copy() == 0 : CopyFile() == 1;
+    const bool has_failed = any_fault.calls >= at;
+    const bool may_be_empty = with_progress && fstat_fault.has_struck;
+    Heal();
+    const std::string copy = Contents(copy_);
+    if (!is_copied) {
+      EXPECT_TRUE(!IsThere(copy_) || (was_there && copy == before)) << copy.size() << " bytes are left";
+    } else {
+      EXPECT_TRUE(copy == bytes_ || (may_be_empty && copy.empty())) << copy.size() << " bytes";
+    }
+    EXPECT_TRUE(Contents(source_) == bytes_);
+    unlink(copy_.c_str());
+    return has_failed;
   }
 
   const support::TempFolder folder_;
@@ -278,6 +349,15 @@ TEST_F(CopyFault, EachCallThatFailsHasItsResult) {
   }
 }
 
+TEST_F(CopyFault, WhatIsThereIsEmptiedWhenItIsLocked) {
+  folder_.Write("copy", "before");
+  std::vector<std::string> found;
+  on_flock = [&] { found.push_back(Contents(copy_)); };
+  EXPECT_EQ(Copy(), 0);
+  EXPECT_EQ(found, (std::vector<std::string>{"before", "before"}));
+  ExpectSourceAnd(true);
+}
+
 TEST_F(CopyFault, WithoutALengthTheCopyIsEmpty) {
   fstat_fault.error = EIO;
   EXPECT_EQ(Copy(), 0);
@@ -314,11 +394,33 @@ TEST_F(CopyFault, PiecesAreCopiedOneByOneWhereThatTakesTime) {
   ExpectSourceAnd(true);
 }
 
+TEST_F(CopyFault, OneFailureOfAnyCallLeavesAWholeCopyOrNothing) {
+  for (const bool has_hole : {false, true}) {
+    if (has_hole) MakeHole();
+    for (const bool with_progress : {true, false}) {
+      for (const bool was_there : {false, true}) {
+        for (const int error : {EIO, ENOSPC, EINTR}) {
+          int at = 1;
+          while (CopyWithFailure(error, at, with_progress, was_there)) ++at;
+          EXPECT_GT(at, 10) << "so many calls there are";
+        }
+      }
+    }
+  }
+}
+
+TEST_F(CopyFault, WhereHolesAreNotToldThereAreNone) {
+  MakeHole();
+  for (const bool with_progress : {true, false}) {
+    holes_are_told = false;
+    EXPECT_EQ(with_progress ? Copy() : CopyFile(), with_progress ? 0 : 1);
+    EXPECT_GT(lseek_fault.calls, 0);
+    ExpectSourceAnd(true);
+  }
+}
+
 TEST_F(CopyFault, AHoleThatCannotBeMadeKeepsNothing) {
-  bytes_ = "begin" + std::string(40 * kPiece, '\0') + "end";
-  folder_.Write("source", "begin");
-  ASSERT_EQ(truncate(source_.c_str(), static_cast<off_t>(bytes_.size() - 3)), 0);
-  std::ofstream(source_, std::ios::app) << "end";
+  MakeHole();
   struct stat status;
   ASSERT_EQ(stat(source_.c_str(), &status), 0);
   if (status.st_blocks * 512 >= status.st_size) GTEST_SKIP() << "this file system has no holes";

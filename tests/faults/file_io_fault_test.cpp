@@ -2,7 +2,6 @@
 // come. The definitions here take the place of the C library's for everything that is linked into this program; what
 // they do differently concerns one descriptor only.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +19,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/support/file_model.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_files.h>
 #include <tests/support/seeded.h>
 #include <tillvane/files/LProcessFile.h>
@@ -43,10 +43,7 @@ std::function<int(struct stat* status)> on_fstat;
 // No array is allocated while this is set.
 bool is_memory_full = false;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 /// \return is it the descriptor that is watched?
 bool Note(int descriptor, const std::string& call) {

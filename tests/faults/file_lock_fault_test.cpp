@@ -1,7 +1,6 @@
 // System calls that fail under the file lock. The definitions here take the place of the C library's for everything
 // that is linked into this program; nobody sleeps.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <time.h>
@@ -13,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/core/LFileLock.h>
 
@@ -37,7 +37,7 @@ int flock(int descriptor, int operation) noexcept {
 
 int nanosleep(const timespec* time, timespec* left) {
   if (on_nanosleep) return on_nanosleep(time);
-  return reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"))(time, left);
+  return support::Next(&nanosleep, "nanosleep")(time, left);
 }
 
 }  // extern "C"

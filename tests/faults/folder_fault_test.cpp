@@ -2,21 +2,23 @@
 // place of the C library's for everything that is linked into this program.
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LFileFolderIterator.h>
@@ -25,14 +27,12 @@ namespace {
 
 // What a call does instead, while it is set.
 std::function<time_t()> on_time;
+std::function<int()> on_access;
 std::function<int(struct stat* status)> on_fstatat;
 std::function<DIR*()> on_fdopendir;
-std::function<void(dirent* entry)> on_readdir;
+std::function<dirent*(dirent* entry)> on_readdir;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 
@@ -44,6 +44,10 @@ time_t time(time_t* out) noexcept {
   return now;
 }
 
+int access(const char* path, int kind) noexcept {
+  return on_access ? on_access() : Next(&access, "access")(path, kind);
+}
+
 int fstatat(int folder, const char* name, struct stat* status, int flags) noexcept {
   const int result = Next(&fstatat, "fstatat")(folder, name, status, flags);
   return result == 0 && on_fstatat ? on_fstatat(status) : result;
@@ -53,8 +57,7 @@ DIR* fdopendir(int folder) { return on_fdopendir ? on_fdopendir() : Next(&fdopen
 
 dirent* readdir(DIR* stream) {
   dirent* const entry = Next(&readdir, "readdir")(stream);
-  if (entry != nullptr && on_readdir) on_readdir(entry);
-  return entry;
+  return entry != nullptr && on_readdir ? on_readdir(entry) : entry;
 }
 
 }  // extern "C"
@@ -69,6 +72,7 @@ class FolderFault : public testing::Test {
  protected:
   ~FolderFault() override {
     on_time = {};
+    on_access = {};
     on_fstatat = {};
     on_fdopendir = {};
     on_readdir = {};
@@ -121,6 +125,16 @@ TEST_F(FolderFault, OldFoldersStay) {
   EXPECT_TRUE(IsThere(folder_.File("full/file")));
 }
 
+TEST_F(FolderFault, OldFilesThatNoPathReachesStay) {
+  const std::size_t most = 259 - folder_.Path().size() - 1;
+  ASSERT_LT(most, 255u);
+  const std::string reached = folder_.Write(std::string(most, 'n'), "");
+  const std::string too_far = folder_.Write(std::string(most + 1, 'n'), "");
+  EXPECT_TRUE(IsDeleted(1700000000, 0, 1));
+  EXPECT_FALSE(IsThere(reached));
+  EXPECT_TRUE(IsThere(too_far));
+}
+
 TEST_F(FolderFault, DaysAndTimesWrapAt32Bits) {
   constexpr time_t now = 1700000000;
   // 49711 days are 2^32 seconds and 63104 more.
@@ -144,7 +158,10 @@ TEST_F(FolderFault, WhatCannotBeAskedIsAsOldAsCanBe) {
 }
 
 TEST_F(FolderFault, AListingWithoutKindsIsAsGoodAsOneWithThem) {
-  on_readdir = [](dirent* entry) { entry->d_type = DT_UNKNOWN; };
+  on_readdir = [](dirent* entry) {
+    entry->d_type = DT_UNKNOWN;
+    return entry;
+  };
   const auto make = [&] {
     MakeFolder(folder_.File("tree/a/b"));
     folder_.Write("tree/a/b/file", "text");
@@ -160,6 +177,41 @@ TEST_F(FolderFault, AListingWithoutKindsIsAsGoodAsOneWithThem) {
   EXPECT_TRUE(IsThere(folder_.File("copy/a/b/file")));
   EXPECT_EQ(LFile::DeleteFolderTree(folder_.File("copy").c_str()), 1);
   EXPECT_EQ(LFile::DeleteFolderTreeAlways(folder_.File("tree").c_str()), 1);
+}
+
+TEST_F(FolderFault, WhereNothingIsThereTheRootIsTheLastParentThatIsTried) {
+  on_access = [] {
+    errno = EIO;
+    return -1;
+  };
+  EXPECT_EQ(LFile::CreateFolderTree(folder_.File("a/b").c_str()), 0);
+  EXPECT_EQ(errno, EEXIST);
+  EXPECT_FALSE(IsThere(folder_.File("a")));
+}
+
+// As some file systems have them, which keep names in another encoding.
+TEST_F(FolderFault, ANameThatIsTooLongForAnEntryIsNotListed) {
+  folder_.Write("long", "");
+  folder_.Write("short", "");
+  alignas(dirent) static char longest[sizeof(dirent) + 64];
+  const std::size_t most = sizeof(dirent) - offsetof(dirent, d_name) - 1;
+  for (const std::size_t length : {most, most + 1, most + 40}) {
+    on_readdir = [length](dirent* entry) {
+      if (std::strcmp(entry->d_name, "long") != 0) return entry;
+      auto* const made_up = reinterpret_cast<dirent*>(longest);
+      std::memset(longest + offsetof(dirent, d_name), 'n', length);
+      longest[offsetof(dirent, d_name) + length] = '\0';
+      return made_up;
+    };
+    std::set<std::string> names;
+    LFile::FolderIteratorAllFiles files;
+    for (int found = files.Open(folder_.Path().c_str()); found != 0; found = files.Next()) {
+      names.insert(files.entry.d_name);
+    }
+    std::set<std::string> expected = {".", "..", "short"};
+    if (length == most) expected.insert(std::string(most, 'n'));
+    EXPECT_EQ(names, expected) << length;
+  }
 }
 
 TEST_F(FolderFault, WithoutAStreamAFolderIsEmptyAndNothingStaysOpen) {

@@ -1,7 +1,6 @@
 // What the readers-writer lock does at its pipe: the calls under it are held up, counted or made to fail at the moments
 // that are hard to meet otherwise. The definitions here take the place of the C library's.
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <time.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/background.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LLockObjectShared.h>
 
@@ -25,10 +25,7 @@ std::function<void()> before_read;
 std::function<void()> before_write;
 std::function<int(const timespec* time)> on_nanosleep;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 int RealPoll(pollfd* descriptors, nfds_t count, int ms) { return Next(&poll, "poll")(descriptors, count, ms); }
 

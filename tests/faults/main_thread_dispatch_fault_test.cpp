@@ -1,7 +1,6 @@
 // Memory that runs out, and a sender that is destroyed, in the middle of a post to the main thread. The definitions
 // here take the place of the C++ and the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <pthread.h>
 
 #include <array>
@@ -19,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/dispatch.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LEventQueue.h>
@@ -91,14 +91,14 @@ void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  static const auto next = reinterpret_cast<int (*)(pthread_mutex_t*)>(dlsym(RTLD_NEXT, "pthread_mutex_lock"));
+  static const auto next = support::Next(&pthread_mutex_lock, "pthread_mutex_lock");
   const int result = next(mutex);
   if (locked != nullptr) (*std::exchange(locked, nullptr))(*mutex);
   return result;
 }
 
 extern "C" int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
-  static const auto next = reinterpret_cast<int (*)(pthread_mutexattr_t*)>(dlsym(RTLD_NEXT, "pthread_mutexattr_init"));
+  static const auto next = support::Next(&pthread_mutexattr_init, "pthread_mutexattr_init");
   return attributes_fail ? ENOMEM : next(attributes);
 }
 

@@ -1,7 +1,6 @@
 // The waits under a clock that never stands still, and the event queue where the system gives it no descriptor. The
 // definitions here take the place of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <sys/eventfd.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <tests/support/dispatch.h>
 #include <tests/support/events.h>
 #include <tests/support/glib_sources.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tests/support/waits.h>
@@ -37,7 +37,7 @@ thread_local std::function<void()>* on_write = nullptr;
 extern "C" {
 
 int gettimeofday(timeval* now, void* zone) noexcept {
-  static const auto next = reinterpret_cast<int (*)(timeval*, void*)>(dlsym(RTLD_NEXT, "gettimeofday"));
+  static const auto next = support::Next(&gettimeofday, "gettimeofday");
   const int result = next(now, zone);
   if (each_reading == 0) return result;
   now->tv_sec += added / 1000;
@@ -52,7 +52,7 @@ int gettimeofday(timeval* now, void* zone) noexcept {
 
 // Visible: for GLib too.
 [[gnu::visibility("default")]] ssize_t write(int descriptor, const void* bytes, size_t size) {
-  static const auto next = reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"));
+  static const auto next = support::Next(&write, "write");
   if (on_write != nullptr) (*std::exchange(on_write, nullptr))();
   return next(descriptor, bytes, size);
 }

@@ -3,7 +3,6 @@
 // made.
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/ipc.h>
 #include <sys/mman.h>
@@ -26,15 +25,13 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tillvane/core/system_lock_key.h>
 #include <tillvane/system/LProcessList.h>
 
 namespace {
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 int FailWith(int error) {
   errno = error;

@@ -1,7 +1,6 @@
 // In which order the library installs its signal handlers when it is loaded, and a system that refuses one. The
 // definition here takes the place of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <signal.h>
 
 #include <cerrno>
@@ -9,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/signal_handlers.h>
 
@@ -53,8 +53,7 @@ extern "C" int sigaction(int signal, const struct sigaction* action, struct siga
     errno = EINVAL;
     return -1;
   }
-  const auto next = reinterpret_cast<decltype(&sigaction)>(dlsym(RTLD_NEXT, "sigaction"));
-  return next(signal, action, before);
+  return support::Next(&sigaction, "sigaction")(signal, action, before);
 }
 
 namespace {

@@ -1,7 +1,6 @@
 // System calls that fail or are interrupted under the signal objects. The definitions here take the place of the C
 // library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/select.h>
@@ -15,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tillvane/core/LProcessInterface.h>
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/platform/pipe.h>
@@ -29,10 +29,7 @@ std::function<int(pollfd* descriptors, nfds_t count, int ms)> on_poll;
 std::function<int(timeval* timeout)> on_select;
 std::function<int(const timespec* time, timespec* left)> on_nanosleep;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 

@@ -1,7 +1,6 @@
 // System calls that fail or are interrupted under sockets. The definitions here take the place of the C library's for
 // everything that is linked into this program; nobody waits.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -16,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tests/support/sockets.h>
 #include <tillvane/net/LProcessSocket.h>
 
@@ -28,10 +28,7 @@ std::function<ssize_t(void* buffer, size_t size, int flags)> on_recv;
 std::function<ssize_t(const void* data, size_t size, int flags)> on_send;
 std::function<int()> on_connect;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 

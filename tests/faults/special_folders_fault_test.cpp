@@ -1,7 +1,6 @@
 // A database of users that answers late, at length or not at all, and folders that cannot be made or followed. The
 // definitions here take the place of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -19,6 +18,7 @@
 #include <tests/support/files.h>
 #include <tests/support/guarded_text.h>
 #include <tests/support/made_up_home.h>
+#include <tests/support/next_definition.h>
 #include <tillvane/files/LFile.h>
 
 namespace {
@@ -36,10 +36,7 @@ Account* account = nullptr;
 bool refuses_folders = false;
 bool refuses_resolving = false;
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 

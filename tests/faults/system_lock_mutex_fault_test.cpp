@@ -1,7 +1,6 @@
 // System calls that fail under the lock between processes. The definitions here take the place of the C library's for
 // everything that is linked into this program; no semaphore is made and nobody sleeps.
 
-#include <dlfcn.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <time.h>
@@ -15,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/system_lock_key.h>
 
@@ -62,7 +62,7 @@ int semop(int set, sembuf* operations, size_t count) noexcept {
 
 int nanosleep(const timespec* time, timespec* left) {
   if (on_nanosleep) return on_nanosleep(time, left);
-  return reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"))(time, left);
+  return support::Next(&nanosleep, "nanosleep")(time, left);
 }
 
 }  // extern "C"

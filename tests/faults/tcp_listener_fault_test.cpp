@@ -1,7 +1,6 @@
 // System calls that fail or are interrupted under a listener. The definitions here take the place of the C library's
 // for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -15,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/listeners.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/sockets.h>
 #include <tests/support/waiting.h>
 #include <tillvane/net/LTCPListener.h>
@@ -49,10 +49,7 @@ bool IsListening(int descriptor) {
   return getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &listens, &size) == 0 && listens != 0;
 }
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 // Apart from its caller: g++ has it from the C library that poll only writes there.
 [[gnu::noinline]] int Wait(pollfd* polled, nfds_t count, int ms) {

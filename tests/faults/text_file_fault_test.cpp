@@ -1,7 +1,6 @@
 // System calls that fail under the text files, and the order in which they come. The definitions here take the place of
 // the C library's for everything that is linked into this program; nobody sleeps.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -22,6 +21,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/text/LTextFile.h>
 
@@ -45,10 +45,7 @@ void Note(const std::string& call) {
   if (calls != nullptr) calls->push_back(call);
 }
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 }  // namespace
 

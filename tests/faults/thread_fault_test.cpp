@@ -1,7 +1,6 @@
 // Threads that cannot be made, objects without pipes, commands that cannot be run. The definitions here take the place
 // of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <sys/resource.h>
@@ -16,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LDetachedThread.h>
@@ -31,10 +31,7 @@ std::function<void()> in_pthread_create, in_write, in_cond_wait, in_setpriority;
 std::atomic<int> slow_start_ms{0};
 std::atomic<int> pclose_error{0};
 
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using support::Next;
 
 template <class T>
 T Fail(int error, T answer) {

@@ -2,7 +2,6 @@
 // length or not at all. The definitions here take the place of the C library's for everything that is linked into this
 // program: nothing is switched, and nobody needs to be root.
 
-#include <dlfcn.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/types.h>
@@ -19,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/next_definition.h>
 #include <tillvane/system/LUser.h>
 
 namespace {
@@ -141,7 +141,7 @@ int getgrgid_r(gid_t number, group* entry, char*, size_t room, group** found) {
 
 long sysconf(int name) noexcept {
   if (name == _SC_NGROUPS_MAX) return most_groups;
-  return reinterpret_cast<decltype(&sysconf)>(dlsym(RTLD_NEXT, "sysconf"))(name);
+  return support::Next(&sysconf, "sysconf")(name);
 }
 
 int getgroups(int size, gid_t* groups) noexcept {

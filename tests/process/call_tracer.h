@@ -28,6 +28,16 @@ class CallTracer {
 
   using Call = __ptrace_syscall_info;
 
+  /// Stops before the `count`th call from here. \return false when the process has ended before, which reaps it
+  bool RunToCall(int count) {
+    Call call;
+    while (count > 0 && NextCall(&call)) --count;
+    return count == 0;
+  }
+
+  /// The wait status of a process that has ended.
+  int EndStatus() const { return status_; }
+
   /// Stops before a call. \return false when the process waits for input, having changed something, before it comes
   bool RunTo(const std::function<bool(const Call&)>& is_it) {
     bool changed = false;
@@ -73,10 +83,9 @@ class CallTracer {
   }
 
   bool NextCall(Call* call) {
-    int status = 0;
     do {
-      if (ptrace(PTRACE_SYSCALL, pid_, nullptr, nullptr) != 0 || waitpid(pid_, &status, 0) != pid_) return false;
-      if (!WIFSTOPPED(status)) return false;
+      if (ptrace(PTRACE_SYSCALL, pid_, nullptr, nullptr) != 0 || waitpid(pid_, &status_, 0) != pid_) return false;
+      if (!WIFSTOPPED(status_)) return false;
       const auto size = reinterpret_cast<void*>(sizeof *call);
       if (ptrace(PTRACE_GET_SYSCALL_INFO, pid_, size, call) <= 0) return false;
     } while (call->op != PTRACE_SYSCALL_INFO_ENTRY);
@@ -85,6 +94,7 @@ class CallTracer {
 
   pid_t pid_;
   bool attached_ = false;
+  int status_ = -1;
 };
 
 }  // namespace support

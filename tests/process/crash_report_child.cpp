@@ -1,7 +1,6 @@
 // A host that has its crashes reported, or not: `crash_report_child none|on|off|full|slow|closed FILE MODE ARGUMENT`.
 // The report goes to the file; standard output has what the tests compare it with.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -15,6 +14,7 @@
 #include <thread>
 
 #include <tests/process/crash_faults.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
@@ -45,7 +45,7 @@ void* malloc(std::size_t size) {
 /// The C library's, or one that does not come back.
 int backtrace(void** addresses, int most) {
   // Looked up when the host asks for reports, before there is a crash.
-  static const auto next = reinterpret_cast<int (*)(void**, int)>(dlsym(RTLD_NEXT, "backtrace"));
+  static const auto next = support::Next(&backtrace, "backtrace");
   while (backtrace_hangs) {
   }
   return next(addresses, most);

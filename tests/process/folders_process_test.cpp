@@ -2,12 +2,17 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <functional>
 #include <string>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <tests/process/call_tracer.h>
 #include <tests/support/child_process.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
@@ -89,6 +94,101 @@ TEST(FoldersProcess, AKilledCopyLeavesTheSourceAsItWas) {
   LProcessInterfaceVoid process;
   EXPECT_EQ(Process(process, {source.c_str(), copy.c_str()}), 0) << "another one goes over what is left";
   EXPECT_TRUE(Contents(copy) == bytes);
+}
+
+/// Runs something in a process of its own, up to its system call with this number.
+class KilledAt {
+ public:
+  KilledAt(int call, const std::function<int()>& run) {
+    int start[2];
+    EXPECT_EQ(pipe2(start, O_CLOEXEC), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+      char go = 0;
+      umask(0);
+      _exit(read(start[0], &go, 1) == 1 ? run() : 1);
+    }
+    support::CallTracer tracer(child);
+    is_traced_ = tracer.IsAttached();
+    EXPECT_EQ(write(start[1], "", 1), 1);
+    is_killed_ = !is_traced_ || tracer.RunToCall(call);
+    status_ = tracer.EndStatus();
+    if (is_killed_) kill(child, SIGKILL);
+    if (is_killed_) waitpid(child, nullptr, 0);
+    for (const int end : start) close(end);
+  }
+
+  bool IsTraced() const { return is_traced_; }
+  bool IsKilled() const { return is_killed_; }
+  /// Of one that came to its end.
+  int ExitCode() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
+
+ private:
+  bool is_traced_ = false, is_killed_ = false;
+  int status_ = 0;
+};
+
+class KilledCopy : public testing::Test {
+ protected:
+  KilledCopy() { EXPECT_EQ(chmod(source_.c_str(), 0640), 0); }
+
+  /// \param was_there is the copy to be made over a file?
+  void KillAtEveryCall(const std::function<int()>& copy, bool was_there) {
+    int call = 0;
+    for (bool is_killed = true; is_killed && !HasFailure();) {
+      SCOPED_TRACE("call " + std::to_string(++call));
+      if (was_there) folder_.Write("copy", before_);
+      const KilledAt killed(call, copy);
+      if (!killed.IsTraced()) GTEST_SKIP() << "no process may be traced here";
+      is_killed = killed.IsKilled();
+      if (!is_killed) {
+        EXPECT_EQ(killed.ExitCode(), 0);
+        EXPECT_TRUE(Contents(copy_) == bytes_);
+      }
+      ExpectTheSourceAndNoMoreThanACopy(was_there);
+      EXPECT_EQ(copy(), 0) << "another one goes over what is left";
+      EXPECT_TRUE(Contents(copy_) == bytes_);
+      unlink(copy_.c_str());
+    }
+    EXPECT_GT(call, 20) << "what was traced was no copy";
+  }
+
+  void ExpectTheSourceAndNoMoreThanACopy(bool was_there) {
+    EXPECT_TRUE(Contents(source_) == bytes_);
+    EXPECT_EQ(support::Mode(source_), 0640u);
+    EXPECT_EQ(std::filesystem::last_write_time(source_), time_);
+    for (const std::string& path : support::Tree(folder_.Path())) EXPECT_THAT(path, testing::AnyOf("source", "copy"));
+    const std::string copy = Contents(copy_);
+    EXPECT_TRUE(bytes_.compare(0, copy.size(), copy) == 0 || (was_there && copy == before_)) << "other bytes";
+    EXPECT_EQ(support::Mode(copy_) & ~most_mode_, 0u);
+    for (const std::string& path : {source_, copy_}) EXPECT_EQ(LFile::TestFileShareReadBlocked(path.c_str()), 0);
+  }
+
+  const TempFolder folder_;
+  unsigned int most_mode_ = 07777;
+  const std::string before_ = "what was there before";
+  const std::string bytes_ = std::string(4 * 32768 + 5, 'x');
+  const std::string source_ = folder_.Write("source", bytes_), copy_ = folder_.File("copy");
+  const std::filesystem::file_time_type time_ = std::filesystem::last_write_time(source_);
+};
+
+TEST_F(KilledCopy, WithProgressLeavesTheSourceAsItWas) {
+  for (const bool was_there : {false, true}) {
+    KillAtEveryCall(
+        [this] {
+          LProcessInterfaceVoid process;
+          return Process(process, {source_.c_str(), copy_.c_str()});
+        },
+        was_there);
+  }
+}
+
+TEST_F(KilledCopy, OfAFileLeavesTheSourceAsItWas) {
+  // Before it is whole, nobody reads it who may not read the source.
+  most_mode_ = 0640;
+  for (const bool was_there : {false, true}) {
+    KillAtEveryCall([this] { return LFile::CopyFile(source_.c_str(), copy_.c_str()) == 1 ? 0 : 1; }, was_there);
+  }
 }
 
 TEST(FoldersProcess, AFolderMayBeEmptiedMeanwhile) {

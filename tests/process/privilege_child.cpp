@@ -5,10 +5,12 @@
 //   allow=ACTION    a rule that lets everybody do it          action       ours is installed
 //   refuse=ACTION   a rule that lets nobody                   moved        in a package that was moved
 //   env=NAME=VALUE  what the caller's environment has        no-helper    the library is there without it
+//   pkexec=SCRIPT   what is run in pkexec's place
 // It runs `privilege_child call CALL...` as a user who is none of the administrators, and ends as that does; 77 means
 // that there can be no such stage here, and why stands on standard error.
 //
-// usage: privilege_child call [agent=ERROR] [quiet] FORM TOOL [ARGUMENT...]
+// usage: privilege_child call [agent=ERROR] [read=ERROR] [quiet] FORM TOOL [ARGUMENT...]
+//   read=ERROR is EIO or EINTR: the first byte of output is not read the first time
 //   FORM is copy, vector, line or plain: one of the functions; the last two take one TOOL that is a command line
 // The tool's output is its own; "result N" and what was left open go to standard error.
 
@@ -28,9 +30,11 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <tests/support/child_process.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/polkit_agent.h>
 #include <tests/support/waiting.h>
@@ -46,6 +50,21 @@ constexpr unsigned int kEndMs = 60000;
 constexpr unsigned int kUser = 54321;
 
 // --- The call ---
+
+int read_error = 0;  ///< of the next read of one byte
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" ssize_t read(int file, void* bytes, size_t size) {
+  if (size == 1 && read_error != 0) {
+    errno = std::exchange(read_error, 0);
+    return -1;
+  }
+  return support::Next(&read, "read")(file, bytes, size);
+}
+
+namespace {
 
 bool Take(Words* words, const std::string& word) {
   if (words->empty() || words->front() != word) return false;
@@ -73,6 +92,8 @@ int Call(Words words) {
     if (!agent->IsRegistered()) return 3;
     words.erase(words.begin());
   }
+  if (Take(&words, "read=EIO")) read_error = EIO;
+  if (Take(&words, "read=EINTR")) read_error = EINTR;
   const bool echo = !Take(&words, "quiet");
   const support::OpenDescriptors before = support::ListOpenDescriptors();
   const int result = Run(words, echo);
@@ -132,6 +153,7 @@ class Stage {
     Write("/usr/share/polkit-1/actions/org.freedesktop.policykit.policy", own_actions);
     if (Has("action")) WriteAction();
     WriteRules();
+    ReplacePkexec();
     Show(folder, "/run/folder");
     if (chmod("/run/folder", 0755) != 0) GiveUp(folder);
     StartBus();
@@ -190,6 +212,15 @@ class Stage {
                "' && subject.user == 'tester') return polkit.Result." + (word == "allow" ? "YES" : "NO") + "; });\n";
     }
     Write("/etc/polkit-1/rules.d/1.rules", rules);
+  }
+
+  void ReplacePkexec() const {
+    for (const std::string& option : options_) {
+      if (option.rfind("pkexec=", 0) != 0) continue;
+      Write("/run/pkexec", "#!/bin/sh\n" + option.substr(7) + '\n');
+      if (chmod("/run/pkexec", 0755) != 0) GiveUp("/run/pkexec");
+      Mount("/run/pkexec", "/usr/bin/pkexec", nullptr, MS_BIND);
+    }
   }
 
   void StartBus() {

@@ -129,6 +129,29 @@ TEST_F(Privilege, TheExitCodeOfAToolThatRanIsNobodysBusiness) {
   EXPECT_EQ(Run(kAllowed, {"copy", "/bin/sh", "-c", "kill -KILL $$"}).errors, "result 0\n");
 }
 
+TEST_F(Privilege, TheFirstByteSaysWhetherTheToolWasStarted) {
+  struct Case {
+    const char *pkexec, *output, *result;
+  };
+  for (const Case& one :
+       {Case{"printf +; exit 126", "", "0"}, Case{"printf +more; exit 3", "more", "0"}, Case{"exit 126", "", "1"},
+        Case{"exit 127", "", "2"}, Case{"exit 0", "", "2"}, Case{"kill -KILL $$", "", "2"},
+        // Whoever writes something else is not the helper, and is not heard.
+        Case{"printf -- -more; exit 0", "", "2"}, Case{"printf ' +more'; exit 127", "", "2"},
+        Case{"printf '\\0+more'; exit 126", "", "1"}}) {
+    const support::ProcessResult run = Run({"action", std::string("pkexec=") + one.pkexec}, {"copy", "/usr/bin/id"});
+    EXPECT_EQ(run.output, one.output) << one.pkexec;
+    EXPECT_EQ(run.errors, std::string("result ") + one.result + '\n') << one.pkexec;
+  }
+}
+
+TEST_F(Privilege, AFirstByteThatCannotBeReadIsAFailure) {
+  EXPECT_EQ(Run(kAllowed, {"read=EINTR", "copy", "/usr/bin/id", "-u"}).output, "0\n");
+  const support::ProcessResult run = Run(kAllowed, {"read=EIO", "copy", "/usr/bin/id", "-u"});
+  EXPECT_EQ(run.output, "");
+  EXPECT_THAT(run.errors, EndsWith("result 2\n")) << "behind what the helper has to say of a pipe that nobody reads";
+}
+
 TEST_F(Privilege, AToolThatIsNoneIsAFailure) {
   folder_.Write("text", "no program");
   for (const char* tool : {"/run/folder/missing", "/run/folder/text", "/run/folder", "no-such-program"}) {

@@ -10,7 +10,6 @@
 //     patient            it asks again while the time was too short, as on a busy machine
 // It says what it saw as "NAME VALUE", a line each.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <poll.h>
@@ -37,6 +36,7 @@
 
 #include <tests/process/fake_realtime_kit.h>
 #include <tests/support/glib_sources.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/waiting.h>
 #include <tillvane/platform/thread_id.h>
@@ -52,7 +52,7 @@ std::optional<rlimit> raised;
 extern "C" {
 
 int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
-  static const auto next = reinterpret_cast<int (*)(int, const rlimit*)>(dlsym(RTLD_NEXT, "setrlimit"));
+  static const auto next = support::Next(&setrlimit, "setrlimit");
   const int result = next(resource, limit);
   if (resource != RLIMIT_RTTIME || !may_raise || (result != 0 && errno != EPERM)) return result;
   raised = result != 0 ? std::optional(*limit) : std::nullopt;
@@ -60,7 +60,7 @@ int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
 }
 
 int getrlimit(__rlimit_resource_t resource, rlimit* limit) noexcept {
-  static const auto next = reinterpret_cast<int (*)(int, rlimit*)>(dlsym(RTLD_NEXT, "getrlimit"));
+  static const auto next = support::Next(&getrlimit, "getrlimit");
   if (resource != RLIMIT_RTTIME || !raised) return next(resource, limit);
   *limit = *raised;
   return 0;

@@ -4,6 +4,9 @@
 //   tmpfs AT            mounts one
 //   fuse TYPE SOURCE AT mounts a file system that never answers
 //   loop IMAGE AT       mounts an image file
+//   make FOLDER         makes it
+//   proc AT             shows /proc there
+//   root FOLDER         makes it the root, and the current directory
 //   fill AT             makes folders and links: AT/folder/file, AT/folder/link to it
 //   closed              from here on it opens no descriptor
 //   enter FOLDER        makes it the current directory
@@ -52,6 +55,14 @@ void MakePrivate() {
 
 void MountTmpfs(const char* at) {
   if (mount("tmpfs", at, "tmpfs", 0, "size=1m") != 0) GiveUp("mounting a tmpfs");
+}
+
+void ShowProc(const char* at) {
+  if (mount("/proc", at, nullptr, MS_BIND, nullptr) != 0) GiveUp("showing /proc");
+}
+
+void ChangeRoot(const char* folder) {
+  if (chroot(folder) != 0 || chdir("/") != 0) GiveUp("another root");
 }
 
 void MountDead(const char* type, const char* source, const char* at) {
@@ -128,6 +139,9 @@ int Do(char** arguments) {
   const std::string command = arguments[0];
   if (command == "private") return MakePrivate(), 1;
   if (command == "tmpfs") return MountTmpfs(arguments[1]), 2;
+  if (command == "make") return mkdir(arguments[1], 0700) == 0 ? 2 : (GiveUp("a folder"), 2);
+  if (command == "proc") return ShowProc(arguments[1]), 2;
+  if (command == "root") return ChangeRoot(arguments[1]), 2;
   if (command == "fuse") return MountDead(arguments[1], arguments[2], arguments[3]), 4;
   if (command == "loop") return MountImage(arguments[1], arguments[2]), 3;
   if (command == "fill") return Fill(arguments[1]), 2;

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <tests/support/child_process.h>
+#include <tests/support/network_folder.h>
 #include <tests/support/temp_folder.h>
 
 namespace {
@@ -27,6 +28,9 @@ ProcessResult RunChild(std::vector<std::string> commands, unsigned int ms = kEnd
 class VolumeMounts : public testing::Test {
  protected:
   void SetUp() override {
+    for (const std::string& way : {std::string("/"), folder_.Path()}) {
+      if (support::MayBeOfTheNetwork(way)) GTEST_SKIP() << "what is below " << way << " is not looked at";
+    }
     const ProcessResult result = RunChild({"private", "tmpfs", folder_.Path()});
     if (result.exit_code == kCannotBeDoneHere) GTEST_SKIP() << "this process may not mount: " << result.output;
   }
@@ -84,6 +88,20 @@ TEST_F(VolumeMounts, TheOneOnTopIsTheOneThatIsSeen) {
   const ProcessResult result =
       RunChild({"private", "tmpfs", at, "fill", at, "tmpfs", below, "tmpfs", below, "ask", below, "ask", at});
   EXPECT_EQ(result.output, answer + below + '\n' + answer + at + '\n');
+}
+
+TEST_F(VolumeMounts, ARootThatIsNoMountPointIsAVolumeToo) {
+  const std::string at = Folder("at"), root = at + "/folder", answer = "200000 local id 1994 limit 2 drive /\n";
+  const ProcessResult result = RunChild({"private",      "tmpfs", at,           "fill",         at,
+                                         "fill",         root,    "make",       root + "/proc", "proc",
+                                         root + "/proc", "root",  root,         "ask",          "/",
+                                         "ask",          ".",     "ask",        "/folder/link", "ask",
+                                         "/missing",     "ask",   "/proc/self", "ask",          "/proc/self/fd/0"});
+  if (result.exit_code == kCannotBeDoneHere) GTEST_SKIP() << result.output;
+  EXPECT_EQ(result.output, answer + answer + answer +
+                               "0 external removable network local id ffff limit 2 drive /\n"
+                               "200000 local id 9fa0 limit 2 drive /proc\n" +
+                               "0 external removable network local id ffff limit 2 drive /\n");
 }
 
 class DeadMounts : public VolumeMounts {

@@ -3,18 +3,21 @@
 #include <cstdint>
 #include <random>
 
+#include <tests/support/threads.h>
+
 /// \file
 /// Cases made up from a seed: the same ones in every run, on every machine.
 
 namespace support {
 
 /// So many made-up cases: a million, less where a sanitizer makes each of them slow.
-inline constexpr int kSeededCases =
+inline int SeededCases() {
 #ifdef TILLVANE_SANITIZED
-    50'000;
+  return Rounds(50'000);
 #else
-    1'000'000;
+  return Rounds(1'000'000);
 #endif
+}
 
 class Seeded {
  public:

@@ -20,4 +20,11 @@ TEST(FileExtensionList, OfNothingHoldsNothing) {
   EXPECT_EQ(LIsFileExtensionInList(list, ".jpg"), 0);
 }
 
+TEST(FileExtensionList, OnlyLettersFromAToZHaveTwoCases) {
+  const char* letters[] = {"abcdefghijklmnopqrstuvwxyz", nullptr};
+  EXPECT_EQ(LIsFileExtensionInList(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZ"), 1);
+  const char* others[] = {"`", "{", "\xE4", nullptr};
+  for (const char* other : {"@", "[", "\xC4"}) EXPECT_EQ(LIsFileExtensionInList(others, other), 0) << other;
+}
+
 }  // namespace

@@ -110,6 +110,30 @@ TEST(FolderCopy, LinksToFoldersAreFollowedAndOthersCopied) {
   EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
+TEST(FolderCopy, AFolderThatCannotBeAskedAboutIsNotMade) {
+  const TempFolder folder;
+  const support::Unprivileged unprivileged(folder.Path());
+  MakeFolder(folder.File("tree/inner"));
+  ASSERT_EQ(chmod(folder.File("tree").c_str(), 0400), 0);
+  Copy(folder.File("tree"), folder.File("copy"));
+  chmod(folder.File("tree").c_str(), 0700);
+  EXPECT_EQ(Tree(folder.File("copy")), Paths{});
+}
+
+TEST(FolderCopy, FoldersThatAreMadeAreAsTheMaskHasThem) {
+  const TempFolder folder;
+  MakeFolder(folder.File("tree/inner"));
+  ASSERT_EQ(chmod(folder.File("tree/inner").c_str(), 0700), 0);
+  for (const mode_t mask : {mode_t{0}, mode_t{027}}) {
+    const std::string copy = folder.File("copy" + std::to_string(mask));
+    const mode_t before = umask(mask);
+    Copy(folder.File("tree"), copy);
+    umask(before);
+    EXPECT_EQ(support::Mode(copy), 0777u & ~mask);
+    EXPECT_EQ(support::Mode(copy + "/inner"), 0777u & ~mask);
+  }
+}
+
 TEST(FolderCopy, WhatNoPathReachesIsLeftAlone) {
   const TempFolder folder;
   const std::string name(255, 'n');
@@ -124,6 +148,16 @@ TEST(FolderCopy, WhatNoPathReachesIsLeftAlone) {
   Copy("tree", "d");
   ASSERT_EQ(LFile::SetCurrentDirectory(before), 0);
   EXPECT_FALSE(IsThere(folder.File("d/" + name))) << "its own path is short enough, but not the source's";
+}
+
+TEST(FolderCopy, WhatIsInAFolderThatNoPathReachesIsNotCopiedElsewhere) {
+  const TempFolder folder;
+  const std::string name(100, 's'), destination = folder.File(std::string(259 - 50 - folder.Path().size(), 'd'));
+  MakeFolder(folder.File("tree/" + name));
+  folder.Write("tree/" + name + "/f", "");
+  folder.Write("tree/g", "");
+  Copy(folder.File("tree"), destination);
+  EXPECT_EQ(Tree(destination), (Paths{"g"}));
 }
 
 TEST(FolderCopy, DeepFoldersAreMet) {

@@ -60,6 +60,17 @@ TEST(FolderCreate, FailsWhereNoFolderCanBe) {
   EXPECT_EQ(Tree(folder.Path()), (Paths{"file", "a"})) << "a parent stays";
 }
 
+TEST(FolderCreate, TheReasonIsThatOfTheParentThatCannotBe) {
+  const TempFolder folder;
+  const support::Unprivileged unprivileged(folder.Path());
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0500), 0);
+  const int result = Create(folder.File("a/b/c"));
+  const int error = errno;
+  chmod(folder.Path().c_str(), 0700);
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(error, EACCES);
+}
+
 TEST(FolderCreate, ThePathMayHaveNoFolder) {
   const TempFolder folder;
   char before[260];

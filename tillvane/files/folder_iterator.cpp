@@ -42,14 +42,12 @@ void OpenStream(LFile::FolderIterator& files, const char* path) {
 
 /// Goes to the first entry of a folder whose stream was opened. A folder that did not open is listed as empty.
 int Begin(LFile::FolderIterator& files, const char* folder, const char* pattern) {
-  const bool is_folder = files.dir != nullptr || IsOfType(folder, S_IFDIR);
-  if (is_folder) {
+  if (files.dir != nullptr || IsOfType(folder, S_IFDIR)) {
     StoreText(files.folder, folder);
     StoreText(files.pattern, pattern);
   }
-  // Last: the folder may be the entry of the listing before.
-  files.entry.d_name[0] = '\0';
-  return is_folder ? files.Next() : 0;
+  // This clears the entry, but not before: the folder may be the one of the listing before.
+  return files.Next();
 }
 
 }  // namespace

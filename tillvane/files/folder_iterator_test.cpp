@@ -138,6 +138,14 @@ TEST(FolderIterator, ThePathOfAFileListsItself) {
   EXPECT_STREQ(files.pattern, "one.txt");
 }
 
+TEST(FolderIterator, ThePathOfAFileWhoseNameEndsWithASeparatorListsAllFilesOfItsFolder) {
+  const TempFolder folder;
+  support::MakeFolder(folder.File("a"));
+  folder.Write("a/one.txt", "");
+  const std::string path = folder.Write("a\\", "");
+  EXPECT_EQ(List<LFile::FolderIterator>(path), Names{"one.txt"});
+}
+
 TEST(FolderIterator, EveryOtherPathIsAFolder) {
   const TempFolder folder;
   folder.Write("a.txt", "");

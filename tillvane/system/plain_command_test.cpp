@@ -149,6 +149,64 @@ TEST_F(PlainCommand, AnEnvironmentThatShellsFollowIsTheirs) {
   }
 }
 
+TEST_F(PlainCommand, EachVariableThatShellsSetThemselvesIsTheirs) {
+  for (const char* name : {"BASHOPTS", "BASH_ENV", "ENV", "EPOCHREALTIME", "EPOCHSECONDS", "HISTCMD", "IFS", "LINENO",
+                           "OPTERR", "OPTIND", "PPID", "PS4", "RANDOM", "SECONDS", "SHELLOPTS", "SRANDOM"}) {
+    for (const char* value : {"1", ""}) {
+      const EnvironmentVariable variable(name, value);
+      EXPECT_FALSE(commands::PlainCommand("ls").IsPlain()) << name;
+    }
+    const EnvironmentVariable longer((std::string(name) + "X").c_str(), "1");
+    EXPECT_TRUE(commands::PlainCommand("ls").IsPlain()) << name;
+  }
+}
+
+TEST_F(PlainCommand, EachDetourToTheCurrentFolderIsTheShells) {
+  const support::TempFolder temp;
+  const support::CurrentFolder current(temp.Path());
+  const std::string folder = CurrentFolder();
+  const std::size_t slash = folder.rfind('/');
+  const std::string above = folder.substr(0, slash), name = folder.substr(slash + 1);
+  ASSERT_EQ(symlink(".", temp.File("link").c_str()), 0);
+  ASSERT_EQ(mkdir(temp.File("inside").c_str(), 0700), 0);
+  const struct {
+    std::string path;
+    bool is_plain;
+  } cases[] = {{folder, true},
+               {temp.File("link"), true},
+               {'/' + folder, false},
+               {above + "//" + name, false},
+               {above + "/./" + name, false},
+               {folder + "/../" + name, false},
+               {folder + '/', false},
+               {folder + "/.", false},
+               {folder + "/inside/..", false},
+               {folder + "/inside", false},
+               {".", false},
+               {"", false}};
+  for (const auto& one : cases) {
+    const EnvironmentVariable variable("PWD", one.path.c_str());
+    EXPECT_EQ(commands::PlainCommand("ls").IsPlain(), one.is_plain) << one.path;
+  }
+}
+
+TEST_F(PlainCommand, TheRootIsNoDetour) {
+  const support::CurrentFolder current("/");
+  const EnvironmentVariable variable("PWD", "/");
+  EXPECT_TRUE(commands::PlainCommand("ls").IsPlain());
+}
+
+// A name with a dot at its beginning or its end is one like any other.
+TEST_F(PlainCommand, DotsInNamesAreNoDetours) {
+  const support::TempFolder temp;
+  for (const char* name : {".hidden", "end.", "end..", "..."}) {
+    ASSERT_EQ(mkdir(temp.File(name).c_str(), 0700), 0);
+    const support::CurrentFolder current(temp.File(name));
+    const EnvironmentVariable variable("PWD", CurrentFolder().c_str());
+    EXPECT_TRUE(commands::PlainCommand("ls").IsPlain()) << name;
+  }
+}
+
 // --- Beside the shell itself ---
 
 /// What a command gives whose output and errors are collected.

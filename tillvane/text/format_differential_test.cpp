@@ -14,8 +14,8 @@
 
 namespace {
 
-using support::kSeededCases;
 using support::Seeded;
+using support::SeededCases;
 
 std::string Literal(Seeded& seeded) {
   static constexpr char kAlphabet[] = "abc XYZ-+#.019,\xC3\xA9\n\t";
@@ -81,14 +81,14 @@ void ExpectSame(const std::string& format, T... arguments) {
 
 TEST(FormatBesideTheCLibrary, OneInt) {
   Seeded seeded(1);
-  for (int i = 0; i < kSeededCases && !HasFatalFailure(); ++i) {
+  for (int i = 0; i < SeededCases() && !HasFatalFailure(); ++i) {
     ExpectSame(Literal(seeded) + Conversion(seeded, "diuxXo") + Literal(seeded), AnyInt(seeded));
   }
 }
 
 TEST(FormatBesideTheCLibrary, OneCharacter) {
   Seeded seeded(2);
-  for (int i = 0; i < kSeededCases && !HasFatalFailure(); ++i) {
+  for (int i = 0; i < SeededCases() && !HasFatalFailure(); ++i) {
     ExpectSame(Literal(seeded) + Conversion(seeded, "c", true) + Literal(seeded),
                1 + static_cast<int>(seeded.Below(255)));
   }
@@ -96,7 +96,7 @@ TEST(FormatBesideTheCLibrary, OneCharacter) {
 
 TEST(FormatBesideTheCLibrary, OneDouble) {
   Seeded seeded(3);
-  for (int i = 0; i < kSeededCases && !HasFatalFailure(); ++i) {
+  for (int i = 0; i < SeededCases() && !HasFatalFailure(); ++i) {
     const std::string conversion = Conversion(seeded, "ffeg");
     const double value = AnyDouble(seeded);
     // What does not fit one conversion is cut by the engine.
@@ -106,7 +106,7 @@ TEST(FormatBesideTheCLibrary, OneDouble) {
 
 TEST(FormatBesideTheCLibrary, SeveralArguments) {
   Seeded seeded(4);
-  for (int i = 0; i < kSeededCases && !HasFatalFailure(); ++i) {
+  for (int i = 0; i < SeededCases() && !HasFatalFailure(); ++i) {
     const std::string text = Literal(seeded);
     ExpectSame(Literal(seeded) + Conversion(seeded, "diuxXo") + Literal(seeded) + "%s" + Conversion(seeded, "eg") +
                    "%p" + Literal(seeded) + Conversion(seeded, "diuxXo"),
@@ -117,7 +117,7 @@ TEST(FormatBesideTheCLibrary, SeveralArguments) {
 // The rule by which they differ where a conversion is too long: the first 259 characters.
 TEST(FormatBesideTheCLibrary, LongConversionsAreCut) {
   Seeded seeded(5);
-  for (int i = 0; i < kSeededCases / 100 && !HasFatalFailure(); ++i) {
+  for (int i = 0; i < SeededCases() / 100 && !HasFatalFailure(); ++i) {
     const std::string conversion =
         "%" + std::to_string(seeded.Below(600)) + "." + std::to_string(seeded.Below(600)) + "f";
     const double value = AnyDouble(seeded);

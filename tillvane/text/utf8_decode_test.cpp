@@ -9,7 +9,7 @@
 #include <tillvane/text/utf8_paths.h>
 
 #include <tests/support/guarded_buffer.h>
-#include <tests/support/random_text.h>
+#include <tests/support/seeded_text.h>
 #include <tests/support/utf8_reference.h>
 
 namespace {
@@ -248,8 +248,8 @@ TEST(Utf8Decode, AllCodePointsInOrder) {
 }
 
 TEST(Utf8Decode, AnyTextsAndSizes) {
-  support::RandomText random(1);
-  for (int i = support::RandomCases() / 4; i > 0 && !testing::Test::HasFailure(); --i) {
+  support::SeededText random(1);
+  for (int i = support::SeededCases() / 4; i > 0 && !testing::Test::HasFailure(); --i) {
     const std::string source = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     const std::size_t size =
         random.Number(3) != 0 ? source.size() + 1 + random.Number(7) : 1 + random.Number(source.size());
@@ -270,8 +270,8 @@ TEST(Utf8Decode, AnyTextsAndSizes) {
 
 /// As code points, each cut to 16 bits.
 TEST(Utf8Decode, UnitsAreTheLowBitsOfCodePoints) {
-  support::RandomText random(2);
-  for (int i = support::RandomCases() / 10; i > 0 && !testing::Test::HasFailure(); --i) {
+  support::SeededText random(2);
+  for (int i = support::SeededCases() / 10; i > 0 && !testing::Test::HasFailure(); --i) {
     const std::string source = random.Number(1) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     const std::size_t size = 1 + random.Number(source.size() + 2);
     const Utf8Answer expected = Utf8Reference(source).Decode(size);

@@ -9,7 +9,7 @@
 #include <tillvane/text/utf8_paths.h>
 
 #include <tests/support/guarded_buffer.h>
-#include <tests/support/random_text.h>
+#include <tests/support/seeded_text.h>
 #include <tests/support/utf8_reference.h>
 
 namespace {
@@ -185,8 +185,8 @@ TEST(Utf8Encode, AllUnitsInOrder) {
 }
 
 TEST(Utf8Encode, AnyNumbersAndSizes) {
-  support::RandomText random(3);
-  for (int i = support::RandomCases() / 4; i > 0 && !testing::Test::HasFailure(); --i) {
+  support::SeededText random(3);
+  for (int i = support::SeededCases() / 4; i > 0 && !testing::Test::HasFailure(); --i) {
     const std::vector<std::int32_t> values = random.AnyNumbers();
     std::string expected;
     support::ReferenceEncode(values, std::string::npos, &expected);
@@ -197,8 +197,8 @@ TEST(Utf8Encode, AnyNumbersAndSizes) {
 }
 
 TEST(Utf8Encode, AnyUnitsAndSizes) {
-  support::RandomText random(4);
-  for (int i = support::RandomCases() / 10; i > 0 && !testing::Test::HasFailure(); --i) {
+  support::SeededText random(4);
+  for (int i = support::SeededCases() / 10; i > 0 && !testing::Test::HasFailure(); --i) {
     std::vector<std::int32_t> values = random.AnyNumbers();
     for (std::int32_t& value : values) value = (value & 0xFFFF) != 0 ? value & 0xFFFF : 0xD83D;
     std::string expected;

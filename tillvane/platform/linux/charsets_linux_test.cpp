@@ -9,7 +9,7 @@
 
 #include <tillvane/text/LCharsets.h>
 
-#include <tests/support/random_text.h>
+#include <tests/support/seeded_text.h>
 
 /// \file
 /// The conversions beside ICU's and the C library's. Where they differ a test names the rule and holds both to it.
@@ -71,9 +71,9 @@ bool IcuDecodes(const std::string& text) {
 /// ICU refuses a wrong text as a whole. What comes before the first wrong sequence is the same, and so are the texts
 /// that are wrong.
 TEST(CharsetsBesideIcu, Decoding) {
-  support::RandomText random(11);
+  support::SeededText random(11);
   std::vector<wchar_t> wide;
-  for (int i = support::RandomCases(); i > 0 && !testing::Test::HasFailure(); --i) {
+  for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
     const std::string text = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     wide.resize(text.size() + 8);
     const int status = LCopyUTF32FromUTF8(wide.data(), text.c_str(), wide.size());
@@ -84,11 +84,11 @@ TEST(CharsetsBesideIcu, Decoding) {
 
 /// The C library also stops at the first wrong sequence, but knows numbers above U+10FFFF.
 TEST(CharsetsBesideIconv, Decoding) {
-  support::RandomText random(12);
+  support::SeededText random(12);
   Iconv iconv("WCHAR_T", "UTF-8");
   std::vector<wchar_t> wide;
   std::string converted;
-  for (int i = support::RandomCases(); i > 0 && !testing::Test::HasFailure(); --i) {
+  for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
     const std::string text = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     wide.resize(text.size() + 8);
     const int status = LCopyUTF32FromUTF8(wide.data(), text.c_str(), wide.size());
@@ -147,8 +147,8 @@ void ExpectEncodedAs(const std::vector<std::int32_t>& values, std::int32_t most,
 }
 
 TEST(CharsetsBesideIcu, Encoding) {
-  support::RandomText random(13);
-  for (int i = support::RandomCases(); i > 0 && !testing::Test::HasFailure(); --i) {
+  support::SeededText random(13);
+  for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
     const std::vector<std::int32_t> values = random.Number(1) != 0 ? random.AnyNumbers() : random.CodePoints();
     ExpectEncodedAs(values, 0x10FFFF, [&](std::size_t begin, std::size_t end, std::string* text) {
       return IcuEncodes(values, begin, end, text);
@@ -158,10 +158,10 @@ TEST(CharsetsBesideIcu, Encoding) {
 
 /// The C library writes numbers above U+10FFFF.
 TEST(CharsetsBesideIconv, Encoding) {
-  support::RandomText random(14);
+  support::SeededText random(14);
   Iconv iconv("UTF-8", "WCHAR_T");
   std::string converted;
-  for (int i = support::RandomCases(); i > 0 && !testing::Test::HasFailure(); --i) {
+  for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
     const std::vector<std::int32_t> values = random.Number(1) != 0 ? random.AnyNumbers() : random.CodePoints();
     ExpectEncodedAs(values, 0x7FFFFFFF, [&](std::size_t begin, std::size_t end, std::string* text) {
       const bool is_all = iconv.Convert(values.data() + begin, (end - begin) * sizeof(std::int32_t), &converted);

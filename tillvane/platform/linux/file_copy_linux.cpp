@@ -58,11 +58,14 @@ int CopyRegularFile(Place from, Place to) {
   const Descriptor source(openat(from.folder, from.name, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat source_status, copy_status;
   if (!source.IsOpen() || fstat(source.Get(), &source_status) != 0) return -1;
+  if (!S_ISREG(source_status.st_mode)) return FailWith(EOPNOTSUPP);
   Descriptor copy(openat(to.folder, to.name, O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (!copy.IsOpen() || fstat(copy.Get(), &copy_status) != 0) return -1;
-  if (!S_ISREG(source_status.st_mode) || !S_ISREG(copy_status.st_mode)) return FailWith(EOPNOTSUPP);
-  if (IsSame(source_status, copy_status)) return FailWith(EINVAL);
-  if (FillCopy(source.Get(), source_status, &copy, copy_status) == 0) return 0;
+  if (!copy.IsOpen()) return -1;
+  // One that does not tell what it is was made just now: what may be deleted was, before.
+  const bool is_told = fstat(copy.Get(), &copy_status) == 0;
+  if (is_told && !S_ISREG(copy_status.st_mode)) return FailWith(EOPNOTSUPP);
+  if (is_told && IsSame(source_status, copy_status)) return FailWith(EINVAL);
+  if (is_told && FillCopy(source.Get(), source_status, &copy, copy_status) == 0) return 0;
   const int error = errno;
   unlinkat(to.folder, to.name, 0);
   return FailWith(error);

@@ -92,4 +92,19 @@ const Mount* FindMount(const MountTable& table, std::uint64_t id) {
   return found != table.end() ? &*found : nullptr;
 }
 
+std::optional<Mount> MakeRootMount(const MountTable& table, std::uint64_t id, unsigned int major, unsigned int minor) {
+  const std::string_view root = "/";
+  if (std::any_of(table.begin(), table.end(), [root](const Mount& mount) { return mount.point == root; })) return {};
+  const auto found = std::find_if(table.begin(), table.end(), [major, minor](const Mount& mount) {
+    return mount.major == major && mount.minor == minor;
+  });
+  Mount mount = found != table.end() ? *found : Mount{};
+  mount.id = id;
+  mount.parent = id;
+  mount.major = major;
+  mount.minor = minor;
+  mount.point = root;
+  return mount;
+}
+
 }  // namespace platform

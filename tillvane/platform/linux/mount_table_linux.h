@@ -39,4 +39,10 @@ MountTable ReadMountTable();
 /// \return null when there is none
 const Mount* FindMount(const MountTable& table, std::uint64_t id);
 
+/// What there is to tell of the mount that the process's root is in when the table does not tell of it: after chroot,
+/// where the root is no mount point. Its file system is that of another mount of the same device; without one its type
+/// and source are empty.
+/// \return nothing when the table tells of the root
+std::optional<Mount> MakeRootMount(const MountTable& table, std::uint64_t id, unsigned int major, unsigned int minor);
+
 }  // namespace platform

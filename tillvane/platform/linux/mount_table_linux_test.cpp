@@ -102,6 +102,19 @@ TEST(MountTable, FindsByTheNumber) {
   EXPECT_EQ(FindMount({}, 1), nullptr);
 }
 
+TEST(MountTable, ARootThatItDoesNotTellOfIsLikeAnotherMountOfItsDevice) {
+  const MountTable table = ParseMountTable("1 2 8:1 /x /a rw - ext4 /dev/sda1 rw\n2 9 0:3 / /proc rw - proc proc rw\n");
+  const auto describe = [&table](unsigned int major, unsigned int minor) {
+    const std::optional<Mount> root = platform::MakeRootMount(table, 7, major, minor);
+    return root ? Describe({*root}) : "none";
+  };
+  EXPECT_EQ(describe(8, 1), "7<7 8:1 [/] [ext4] [/dev/sda1]\n");
+  EXPECT_EQ(describe(8, 2), "7<7 8:2 [/] [] []\n");
+  EXPECT_EQ(describe(7, 1), "7<7 7:1 [/] [] []\n");
+  EXPECT_EQ(describe(0, 3), "7<7 0:3 [/] [proc] [proc]\n");
+  EXPECT_FALSE(platform::MakeRootMount(ParseMountTable("1 2 8:1 / / rw - ext4 x rw\n"), 7, 8, 1));
+}
+
 TEST(MountTable, TheSystemsOwnTellsOfProc) {
   const MountTable table = platform::ReadMountTable();
   EXPECT_TRUE(std::any_of(table.begin(), table.end(), [](const Mount& mount) {

@@ -60,6 +60,20 @@ WayToVolume FindWay(const MountTable& table, const char* path) {
   return way;
 }
 
+/// Where something lies, without waiting for a server to tell what is new there.
+bool AskForMount(const char* path, struct statx* state) {
+  return statx(AT_FDCWD, path, AT_STATX_DONT_SYNC, STATX_MNT_ID, state) == 0 && (state->stx_mask & STATX_MNT_ID) != 0;
+}
+
+/// The mount that holds what has this state, when that is the root's own and not in the table.
+std::optional<Mount> FindRootMount(const MountTable& table, const struct statx& state) {
+  std::optional<Mount> mount = MakeRootMount(table, state.stx_mnt_id, state.stx_dev_major, state.stx_dev_minor);
+  struct statx root;
+  // A pipe, too, is in a mount that nobody sees.
+  if (!mount || !AskForMount("/", &root) || root.stx_mnt_id != state.stx_mnt_id) return std::nullopt;
+  return mount;
+}
+
 /// Finds the mount by what the kernel answers, and before that, by the mount table alone, makes sure that its answer
 /// will not wait for a server.
 std::optional<Volume> FindVolume(const char* path) {
@@ -71,12 +85,11 @@ std::optional<Volume> FindVolume(const char* path) {
     WayToVolume way = FindWay(table, path);
     if (way.mount != nullptr) return Volume{*way.mount, {}};
     struct statx state;
-    if (way.path.empty() || statx(AT_FDCWD, way.path.c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &state) != 0 ||
-        (state.stx_mask & STATX_MNT_ID) == 0) {
-      return std::nullopt;
-    }
+    if (way.path.empty() || !AskForMount(way.path.c_str(), &state)) return std::nullopt;
     const Mount* mount = FindMount(table, state.stx_mnt_id);
     if (mount != nullptr) return Volume{*mount, std::move(way.path)};
+    std::optional<Mount> root = FindRootMount(table, state);
+    if (root) return Volume{std::move(*root), std::move(way.path)};
   }
   return std::nullopt;
 }

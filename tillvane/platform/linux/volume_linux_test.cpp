@@ -1,5 +1,6 @@
 #include <tillvane/platform/linux/volume_linux.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/network_folder.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/volume.h>
 
@@ -53,8 +55,23 @@ TEST(Volume, TheFileSystemsNameIsTheMountsType) {
   }
 }
 
+// Not by the device, of which a file system may have several.
+TEST(Volume, TheMountPointIsInTheMountOfThePath) {
+  const support::TempFolder folder;
+  for (const std::string& path : {std::string("/"), folder.Path(), folder.Write("file", ""), std::string("/proc")}) {
+    const std::string point = platform::VolumeMountPoint(path.c_str());
+    struct statx of_path, of_point;
+    ASSERT_EQ(statx(AT_FDCWD, path.c_str(), 0, STATX_MNT_ID, &of_path), 0) << path;
+    ASSERT_EQ(statx(AT_FDCWD, point.c_str(), 0, STATX_MNT_ID, &of_point), 0) << point;
+    EXPECT_EQ(of_point.stx_mnt_id, of_path.stx_mnt_id) << path << " is not in " << point;
+  }
+}
+
 TEST(Volume, OfProc) {
   const support::TempFolder folder;
+  for (const std::string& way : {std::string("/"), folder.Path()}) {
+    if (support::MayBeOfTheNetwork(way)) GTEST_SKIP() << "what is below " << way << " is not looked at";
+  }
   ASSERT_EQ(symlink("/proc/sys", folder.File("link").c_str()), 0);
   for (const std::string& path : {std::string("/proc"), std::string("/proc/self/status"), folder.File("link"),
                                   folder.File("link/kernel"), folder.Path() + "/../../../../../../../../proc"}) {

@@ -1,28 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <tests/support/threads.h>
+#include <tests/support/seeded.h>
 #include <tests/support/utf8_reference.h>
 
 /// \file
-/// Texts by chance, the same ones in each run.
+/// Texts made up from a seed.
 
 namespace support {
-
-/// So many cases of what is tested by chance; a sanitised build has time for fewer.
-inline int RandomCases() {
-#ifdef TILLVANE_SANITIZED
-  return Rounds(50'000);
-#else
-  return Rounds(1'000'000);
-#endif
-}
 
 /// Bytes as a failure shows them.
 inline std::string Hex(std::string_view bytes) {
@@ -35,12 +26,12 @@ inline std::string Hex(std::string_view bytes) {
   return text;
 }
 
-class RandomText {
+class SeededText : public Seeded {
  public:
-  explicit RandomText(std::uint32_t seed) : engine_(seed) {}
+  using Seeded::Seeded;
 
   /// 0 to `most`.
-  std::size_t Number(std::size_t most) { return engine_() % (most + 1); }
+  std::size_t Number(std::size_t most) { return Bits() % (most + 1); }
 
   /// Mostly short; some are long enough for what takes many bytes at once.
   std::size_t Length() { return Number(15) != 0 ? Number(16) : Number(180); }
@@ -111,10 +102,8 @@ class RandomText {
   std::int32_t AnyNumber() {
     constexpr std::int32_t bounds[] = {0x80, 0x800, 0xD800, 0xDC00, 0xE000, 0x10000, 0x110000, 0x7FFFFFFF, -1, -0x80};
     const std::int32_t value = bounds[Number(std::size(bounds) - 1)];
-    return Number(1) != 0 ? value : Number(1) != 0 ? value - 1 : static_cast<std::int32_t>(engine_() | 1);
+    return Number(1) != 0 ? value : Number(1) != 0 ? value - 1 : static_cast<std::int32_t>(Bits() | 1);
   }
-
-  std::mt19937 engine_;
 };
 
 }  // namespace support
