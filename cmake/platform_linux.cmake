@@ -25,6 +25,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
+  tillvane/platform/linux/document_portal_linux.cpp
   tillvane/platform/linux/event_handlers_linux.cpp
   tillvane/platform/linux/event_linux.cpp
   tillvane/platform/linux/event_loop_linux.cpp
@@ -32,6 +33,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/event_queue_linux.cpp
   tillvane/platform/linux/file_bytes_linux.cpp
   tillvane/platform/linux/file_copy_linux.cpp
+  tillvane/platform/linux/file_identity_linux.cpp
   tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/file_spec_linux.cpp
   tillvane/platform/linux/info_plist_linux.cpp
@@ -53,6 +55,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/process_walk_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
+  tillvane/platform/linux/scoped_bookmark_linux.cpp
+  tillvane/platform/linux/scoped_url_linux.cpp
   tillvane/platform/linux/small_file_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
   tillvane/platform/linux/store_ledger_database_linux.cpp
@@ -63,6 +67,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/store_settings_linux.cpp
   tillvane/platform/linux/store_worker_linux.cpp
   tillvane/platform/linux/stream_socket_linux.cpp
+  tillvane/platform/linux/string_array_linux.cpp
   tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
   tillvane/platform/linux/user_dirs_linux.cpp
