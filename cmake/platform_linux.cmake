@@ -26,6 +26,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
   tillvane/platform/linux/document_portal_linux.cpp
+  tillvane/platform/linux/durable_folder_linux.cpp
   tillvane/platform/linux/event_handlers_linux.cpp
   tillvane/platform/linux/event_linux.cpp
   tillvane/platform/linux/event_loop_linux.cpp
@@ -51,6 +52,10 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/network_mount_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/plist_size_linux.cpp
+  tillvane/platform/linux/preference_store_linux.cpp
+  tillvane/platform/linux/preferences_file_linux.cpp
+  tillvane/platform/linux/preferences_format_linux.cpp
+  tillvane/platform/linux/preferences_linux.cpp
   tillvane/platform/linux/process_table_linux.cpp
   tillvane/platform/linux/process_walk_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
@@ -100,6 +105,8 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/mount_walk_linux_test.cpp
   tillvane/platform/linux/nested_loops_linux_test.cpp
   tillvane/platform/linux/network_mount_linux_test.cpp
+  tillvane/platform/linux/preference_store_linux_test.cpp
+  tillvane/platform/linux/preferences_format_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
