@@ -86,6 +86,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/child_program_linux_test.cpp
   tillvane/platform/linux/code_page_linux_test.cpp
   tillvane/platform/linux/descriptor_watch_linux_test.cpp
+  tillvane/platform/linux/document_portal_linux_test.cpp
   tillvane/platform/linux/event_flush_linux_test.cpp
   tillvane/platform/linux/event_handlers_linux_test.cpp
   tillvane/platform/linux/event_linux_test.cpp
@@ -107,11 +108,14 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/network_mount_linux_test.cpp
   tillvane/platform/linux/preference_store_linux_test.cpp
   tillvane/platform/linux/preferences_format_linux_test.cpp
+  tillvane/platform/linux/scoped_bookmark_linux_test.cpp
+  tillvane/platform/linux/scoped_url_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
   tillvane/platform/linux/store_service_linux_test.cpp
   tillvane/platform/linux/stream_socket_linux_test.cpp
+  tillvane/platform/linux/string_array_linux_test.cpp
   tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
   tillvane/platform/linux/user_dirs_linux_test.cpp

@@ -224,6 +224,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/file_errors_test.cpp
   tillvane/files/file_extension_list_test.cpp
   tillvane/files/file_sharing_test.cpp
+  tillvane/files/file_types_test.cpp
   tillvane/files/folder_access_test.cpp
   tillvane/files/folder_copy_test.cpp
   tillvane/files/folder_create_test.cpp
