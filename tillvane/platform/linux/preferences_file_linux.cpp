@@ -25,7 +25,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kLockPause{5};
+constexpr std::chrono::milliseconds kLockPause{1};
 // Whatever stands there instead of a file must not keep us waiting.
 constexpr int kNeverWait = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
@@ -74,14 +74,6 @@ class WriteLock {
   bool is_held_ = false;
 };
 
-/// \return false when there is something that is not to be read; what is not there is an empty text
-bool ReadOwnFile(const std::string& path, std::string* text) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | kNeverWait));
-  if (!file.IsOpen()) return errno == ENOENT;
-  return IsOwnFile(file.Get()) && ReadSmallFile(file.Get(), PreferencesFile::kMost, text).empty() &&
-         text->size() <= PreferencesFile::kMost;
-}
-
 bool WriteAll(int file, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = write(file, text.data(), text.size());
@@ -107,22 +99,10 @@ bool ReplaceFile(const std::string& path, std::string_view text) {
   return false;
 }
 
-/// Not by renaming: after a kill the values that can be read must still be there. A copy that was made before a kill is
-/// not made again.
-bool KeepBroken(const std::string& path, const std::string& text) {
-  std::string copy = path + ".broken";
-  for (int number = 2;; ++number) {
-    struct stat info;
-    if (lstat(copy.c_str(), &info) != 0) return errno == ENOENT && ReplaceFile(copy, text);
-    std::string kept;
-    if (ReadOwnFile(copy, &kept) && kept == text) return true;
-    copy = path + ".broken-" + std::to_string(number);
-  }
-}
-
 }  // namespace
 
-PreferencesFile::PreferencesFile(std::string folder) : folder_(std::move(folder)), path_(folder_ + "/preferences") {}
+PreferencesFile::PreferencesFile(std::string folder, std::size_t most)
+    : folder_(std::move(folder)), path_(folder_ + "/preferences"), most_(most) {}
 
 bool PreferencesFile::MakeFolder() const { return MakeSyncedFolder(ParentOf(folder_)) && MakeSyncedFolder(folder_); }
 
@@ -135,9 +115,29 @@ bool PreferencesFile::FindPlace(std::string* place) const {
   return !error;
 }
 
+/// \return false when there is something that is not to be read; what is not there is an empty text
+bool PreferencesFile::ReadText(const std::string& place, std::string* text) const {
+  const Descriptor file(open(place.c_str(), O_RDONLY | kNeverWait));
+  if (!file.IsOpen()) return errno == ENOENT;
+  return IsOwnFile(file.Get()) && ReadSmallFile(file.Get(), most_, text).empty() && text->size() <= most_;
+}
+
+/// Not by renaming: after a kill the values that can be read must still be there. A copy that was made before a kill is
+/// not made again.
+bool PreferencesFile::KeepBroken(const std::string& place, const std::string& text) const {
+  std::string copy = place + ".broken";
+  for (int number = 2;; ++number) {
+    struct stat info;
+    if (lstat(copy.c_str(), &info) != 0) return errno == ENOENT && ReplaceFile(copy, text);
+    std::string kept;
+    if (ReadText(copy, &kept) && kept == text) return true;
+    copy = place + ".broken-" + std::to_string(number);
+  }
+}
+
 bool PreferencesFile::Read(PreferenceValues* values) const {
   std::string place, text;
-  if (!FindPlace(&place) || !ReadOwnFile(place, &text)) return false;
+  if (!FindPlace(&place) || !ReadText(place, &text)) return false;
   *values = ParsePreferences(text).values;
   return true;
 }
@@ -147,11 +147,11 @@ bool PreferencesFile::Change(const std::function<void(PreferenceValues&)>& chang
   if (!MakeFolder()) return false;
   const WriteLock lock(path_ + ".lock", wait_ms);
   std::string place, before;
-  if (!lock.IsHeld() || !FindPlace(&place) || !ReadOwnFile(place, &before)) return false;
+  if (!lock.IsHeld() || !FindPlace(&place) || !ReadText(place, &before)) return false;
   ParsedPreferences parsed = ParsePreferences(before);
   change(parsed.values);
   const std::string after = FormatPreferences(parsed.values);
-  if (after.size() > kMost || (!parsed.is_whole && !KeepBroken(place, before)) || !ReplaceFile(place, after)) {
+  if (after.size() > most_ || (!parsed.is_whole && !KeepBroken(place, before)) || !ReplaceFile(place, after)) {
     return false;
   }
   *values = std::move(parsed.values);

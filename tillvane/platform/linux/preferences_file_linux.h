@@ -13,15 +13,15 @@ namespace platform {
 /// It is always replaced whole by a new one, so that whoever reads it, after a kill or a loss of power too, finds the
 /// old state or the new one. Writers take turns by a lock on a file beside it. A symbolic link in its place is kept and
 /// what it leads to is replaced, since the user's settings may be kept elsewhere; one that leads nowhere is refused, as
-/// is what is not a regular file, what belongs to somebody else and what is larger than kMost. Any thread.
+/// is what is not a regular file, what belongs to somebody else and what is too large. Any thread.
 class PreferencesFile {
  public:
-  /// Bytes of the file, to be read and to be written.
   static constexpr std::size_t kMost = std::size_t{64} * 1024 * 1024;
 
   /// \param folder made, when there is something to write, with the folder that holds it, but no folder above: a home
   ///   that is gone is not made again
-  explicit PreferencesFile(std::string folder);
+  /// \param most bytes of the file, to be read and to be written
+  explicit PreferencesFile(std::string folder, std::size_t most = kMost);
 
   /// A file that is not there has no values. What cannot be read of a damaged one is left out. Never waits.
   /// \return false when it is refused or the system fails; `values` is as it was
@@ -37,9 +37,12 @@ class PreferencesFile {
  private:
   bool MakeFolder() const;
   bool FindPlace(std::string* place) const;
+  bool ReadText(const std::string& place, std::string* text) const;
+  bool KeepBroken(const std::string& place, const std::string& text) const;
 
-  std::string folder_;
-  std::string path_;
+  const std::string folder_;
+  const std::string path_;
+  const std::size_t most_;
 };
 
 }  // namespace platform

@@ -29,10 +29,10 @@ PreferenceValues ManyValues() {
   PreferenceValues values;
   const std::string every_byte = EveryByte();
   for (const std::string& key :
-       {std::string(), std::string("plain-Key_1.0"), std::string(" "), std::string("a = b"), std::string("[Preferences]"),
-        std::string("x[de]"), std::string("#"), std::string("line\nline\r"), std::string("t\xC3\xA9l\xC3\xA9"),
-        std::string("%"), std::string("%41"), std::string("A"), std::string("Encoding"), std::string("encoding"),
-        std::string("\"\\"), std::string(4096, '='), every_byte}) {
+       {std::string(), std::string("plain-Key_1.0"), std::string(" "), std::string("a = b"),
+        std::string("[Preferences]"), std::string("x[de]"), std::string("#"), std::string("line\nline\r"),
+        std::string("t\xC3\xA9l\xC3\xA9"), std::string("%"), std::string("%41"), std::string("A"),
+        std::string("Encoding"), std::string("encoding"), std::string("\"\\"), std::string(4096, '='), every_byte}) {
     values[key] = "of " + key;
   }
   const Texts texts{"", "a", ";", " ", "\"", "\\", "] [", "\n", "t\xC3\xA9l\xC3\xA9", "\xFF", every_byte};
@@ -85,8 +85,8 @@ TEST(PreferencesFormat, GLibReadsTheSameLines) {
   ASSERT_EQ(count, ManyValues().size());
   std::string again = "[Preferences]\n";
   for (char** key = keys.get(); *key != nullptr; ++key) {
-    const std::unique_ptr<char, decltype(&g_free)> value(
-        g_key_file_get_value(file.get(), "Preferences", *key, nullptr), g_free);
+    const std::unique_ptr<char, decltype(&g_free)> value(g_key_file_get_value(file.get(), "Preferences", *key, nullptr),
+                                                         g_free);
     again += std::string(*key) + '=' + value.get() + '\n';
   }
   EXPECT_TRUE(again == text);

@@ -21,12 +21,12 @@ class PreferenceStores {
  public:
   static PreferenceStores& Get() {
     static NeverDestroyed<PreferenceStores> stores;
-    static const int registered = pthread_atfork(
-        [] { stores.Get().LockForFork(); }, [] { stores.Get().UnlockAfterFork(); },
-        [] {
-          stores.Get().LeaveChangesToParent();
-          stores.Get().UnlockAfterFork();
-        });
+    static const int registered =
+        pthread_atfork([] { stores.Get().LockForFork(); }, [] { stores.Get().UnlockAfterFork(); },
+                       [] {
+                         stores.Get().LeaveChangesToParent();
+                         stores.Get().UnlockAfterFork();
+                       });
     static_cast<void>(registered);
     return stores.Get();
   }
