@@ -169,7 +169,7 @@ TEST_F(SandboxBookmarks, AccessStartsAndStopsByThePath) {
 
 TEST_F(SandboxBookmarks, LongPathsAreCut) {
   const LSandboxBookmarkManager& manager = Create();
-  for (const std::size_t length : {258, 259, 260, 261, 5000}) {
+  for (const std::size_t length : {258u, 259u, 260u, 261u, 5000u}) {
     const std::string path = '/' + std::string(length - 1, 'p');
     Add(path);
     EXPECT_EQ(manager.items.head->path, path.substr(0, 259)) << length;

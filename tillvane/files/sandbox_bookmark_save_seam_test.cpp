@@ -77,7 +77,10 @@ TEST_F(SandboxBookmarksKept, AllAreMadeAnewWithOneWait) {
   LSandboxBookmarkManager& manager = Create();
   Add("/granted/a", true, "a");
   Add("/granted/b", true, "b");
-  Add("/granted/not kept");
+  Add("/granted/not to be kept");
+  grants_.can_synchronize = false;
+  Add("/granted/not kept", true, "d");
+  grants_.can_synchronize = true;
   Add("/granted/c", true, "c");
   grants_.preferences["b"] = support::Bytes{1};
   grants_.without_bookmark = {"/granted/b"};

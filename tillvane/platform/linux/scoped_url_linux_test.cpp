@@ -158,9 +158,13 @@ TEST_F(ScopedURL, ADeviceMayHaveAnotherNumberByNow) {
   identity.device_minor += 1;
   EXPECT_EQ(platform::PresentPathOf(File("a"), identity), File("a"));
   EXPECT_EQ(platform::PresentPathOf(File("b"), identity), "") << "another device has other files of the same number";
-  identity.device_minor -= 1;
-  identity.has_birth = false;
-  EXPECT_EQ(platform::PresentPathOf(File("b"), identity), "") << "it may be any file";
+}
+
+TEST_F(ScopedURL, WithoutATimeOfBirthAnotherNameIsNotTaken) {
+  const platform::FileIdentity identity = platform::IdentityOf("/proc/version").value();
+  ASSERT_FALSE(identity.has_birth);
+  EXPECT_EQ(platform::PresentPathOf("/proc/version", identity), "/proc/version");
+  EXPECT_EQ(platform::PresentPathOf("/proc/another", identity), "");
 }
 
 TEST_F(ScopedURL, AFolderThatMayNotBeReadIsNotSearched) {
