@@ -47,7 +47,7 @@ bool IsStill(const FileIdentity& identity, const std::optional<FileIdentity>& pr
 std::string NameIn(DIR* folder, const FileIdentity& identity) {
   while (const dirent* const entry = readdir(folder)) {
     // Its d_ino is not asked: where file systems lie above each other it is another number.
-    const std::string name = entry->d_name;
+    std::string name = entry->d_name;
     if (name != "." && name != ".." && IdentityIn(dirfd(folder), entry->d_name) == identity) return name;
   }
   return {};

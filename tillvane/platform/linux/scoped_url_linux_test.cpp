@@ -21,7 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using support::IsThere;
 using support::MakeFile;
 using support::MakeFolder;
 
