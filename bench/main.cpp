@@ -27,6 +27,8 @@ constexpr Family kFamilies[] = {
     {"folders", bench::RunFoldersFamily},
     {"special_folders", bench::RunSpecialFoldersFamily},
     {"copies", bench::RunCopiesFamily},
+    {"copies", bench::RunCopiesFamily},
+    {"bookmarks", bench::RunBookmarksFamily},
     {"processes", bench::RunProcessesFamily},
     {"commands", bench::RunCommandsFamily},
     {"net", bench::RunNetFamily},
