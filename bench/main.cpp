@@ -14,6 +14,7 @@ struct Family {
 
 constexpr Family kFamilies[] = {
     {"signal", bench::RunSignalFamily},
+    {"named", bench::RunNamedFamily},
     {"events", bench::RunEventsFamily},
     {"dispatch", bench::RunDispatchFamily},
     {"threads", bench::RunThreadsFamily},
@@ -26,22 +27,12 @@ constexpr Family kFamilies[] = {
     {"files", bench::RunFilesFamily},
     {"folders", bench::RunFoldersFamily},
     {"special_folders", bench::RunSpecialFoldersFamily},
-    {"copies", bench::RunCopiesFamily},
-    {"copies", bench::RunCopiesFamily},
     {"bookmarks", bench::RunBookmarksFamily},
+    {"copies", bench::RunCopiesFamily},
     {"processes", bench::RunProcessesFamily},
     {"commands", bench::RunCommandsFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
-    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
-    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
-    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
-    {"textfiles", bench::RunTextFilesFamily}, {"paths", bench::RunPathsFamily},
-    {"files", bench::RunFilesFamily},         {"folders", bench::RunFoldersFamily},
-    {"copies", bench::RunCopiesFamily},       {"processes", bench::RunProcessesFamily},
-    {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
-    {"tick", bench::RunTickFamily},           {"named", bench::RunNamedFamily},
 };
 
 struct CommandLine {

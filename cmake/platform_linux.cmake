@@ -108,9 +108,9 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/network_mount_linux_test.cpp
   tillvane/platform/linux/preference_store_linux_test.cpp
   tillvane/platform/linux/preferences_format_linux_test.cpp
+  tillvane/platform/linux/preferences_linux_test.cpp
   tillvane/platform/linux/scoped_bookmark_linux_test.cpp
   tillvane/platform/linux/scoped_url_linux_test.cpp
-  tillvane/platform/linux/preferences_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
