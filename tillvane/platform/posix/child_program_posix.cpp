@@ -106,6 +106,4 @@ bool ReapProgram(int process) {
   return Wait(process, &status, WNOHANG) != 0;
 }
 
-char* const* Environment() { return environ; }
-
 }  // namespace platform
