@@ -195,7 +195,7 @@ def check_seam_types(tree):
 def missing_for_mac(root):
     """The seam functions that the macOS side does not have yet, by name."""
     path = root / MISSING_FOR_MAC
-    return set(re.findall(r"^platform::(\w+)$", path.read_text(encoding="utf-8"), re.M)) if path.exists() else set()
+    return set(re.findall(r"^platform::([\w:~]+)$", path.read_text(encoding="utf-8"), re.M)) if path.exists() else set()
 
 
 def check_definitions(tree):
