@@ -21,6 +21,10 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/child_program_mac.cpp
   tillvane/platform/mac/crash_backtrace_mac.cpp
+  tillvane/platform/mac/descriptor_watch_mac.cpp
+  tillvane/platform/mac/event_handlers_mac.cpp
+  tillvane/platform/mac/event_mac.cpp
+  tillvane/platform/mac/event_queue_mac.cpp
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
