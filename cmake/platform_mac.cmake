@@ -74,3 +74,7 @@ endfunction()
 
 function(tillvane_platform_programs)
 endfunction()
+
+if(TILLVANE_MAC_ARCH STREQUAL "i386")
+  include(${PROJECT_SOURCE_DIR}/cmake/mac_layout.cmake)
+endif()

@@ -199,8 +199,7 @@ BROKEN = [
     ("a function that is missing for macOS, and another that is not named",
      {**mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()")),
       check_layers.MISSING_FOR_MAC: "platform::Start\n"},
-     r"names Start, which is defined for mac; take the line out\n.*Current with 0 parameters is defined 0 times for mac|"
-     r"Current with 0 parameters is defined 0 times for mac.*\n.*names Start, which is defined for mac"),
+     r"(?s)(?=.*names Start, which is defined for mac; take the line out)(?=.*Current with 0 parameters is defined 0)"),
     ("a circle of includes",
      {"tillvane/core/codes.h": "#include <tillvane/core/more.h>\n",
       "tillvane/core/more.h": "#include <tillvane/core/codes.h>\n"},

@@ -3,9 +3,9 @@
 
 usage: tools/check_mac.py LIBRARY STUBS MISSING EXPORTED
 
-LIBRARY is the universal file, STUBS the folder of the declared frameworks (tests/mac/sdk), MISSING the list of functions
-that the macOS side does not have yet (tests/mac/missing.txt), EXPORTED the list of what the library exports on Linux
-(tests/consumer/exports.txt). Every finding is one line; the exit status is 1 when there is one.
+LIBRARY is the universal file, STUBS the folder of the declared frameworks (tests/mac/sdk), MISSING the list of
+functions that the macOS side does not have yet (tests/mac/missing.txt), EXPORTED the list of what the library exports
+on Linux (tests/consumer/exports.txt). Every finding is one line; the exit status is 1 when there is one.
 """
 
 import re
@@ -62,7 +62,7 @@ def check_loading(text):
     if names != [INSTALL_NAME]:
         yield f"calls itself {', '.join(names) or 'nothing'}, not {INSTALL_NAME}"
     loaded = [(fields["name"], command) for command, fields in commands
-              if "name" in fields and command.startswith("LC_") and command.endswith("_DYLIB") and command != "LC_ID_DYLIB"]
+              if re.fullmatch(r"LC_\w+_DYLIB", command) and command != "LC_ID_DYLIB"]
     for name, command in loaded:
         if name not in LIBRARIES:
             yield f"loads {name}, which is not on the list of tools/check_mac.py"
@@ -75,7 +75,8 @@ def check_loading(text):
         yield f"serves systems from {minimum}, not from {MINIMUM}"
 
 
-UNDEFINED = re.compile(r"^\s+\(undefined\) (?:weak )?external (?:\[[^\]]*\] )*(\S+) \((?:from (\S+)|dynamically looked up)\)$")
+UNDEFINED = re.compile(
+    r"^\s+\(undefined\) (?:weak )?external (?:\[[^\]]*\] )*(\S+) \((?:from (\S+)|dynamically looked up)\)$")
 
 
 def undefined_symbols(text):
