@@ -62,7 +62,9 @@ Received ReceiveEvent(double seconds, Event** event) {
   if (may_quit && run_loop::TakeQuit()) return Received::kQuit;
   const OSStatus status = ReceiveNext(seconds, event);
   if (status == noErr) return Received::kEvent;
-  if (status != eventLoopQuitErr || !may_quit) return Received::kNothing;
+  // Time that is over ends a wait as a stop does: nothing of it is left.
+  const bool is_over = status == eventLoopQuitErr || status == eventLoopTimedOutErr;
+  if (!is_over || !may_quit) return Received::kNothing;
   // The same stop, which the system has told already.
   run_loop::TakeQuit();
   return Received::kQuit;
