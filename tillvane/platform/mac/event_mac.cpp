@@ -11,9 +11,10 @@ EventRef Native(const Event* event) { return NativeEvent(const_cast<Event*>(even
 
 }  // namespace
 
-Event* CreateEvent(unsigned int cls, unsigned int kind) {
+Event* CreateEvent(unsigned int cls, unsigned int kind, bool is_users) {
   EventRef event = nullptr;
-  const OSStatus status = ::CreateEvent(kCFAllocatorDefault, cls, kind, 0, kEventAttributeNone, &event);
+  const EventAttributes attributes = is_users ? kEventAttributeUserEvent : kEventAttributeNone;
+  const OSStatus status = ::CreateEvent(kCFAllocatorDefault, cls, kind, 0, attributes, &event);
   return status == noErr ? EventOfNative(event) : nullptr;
 }
 
