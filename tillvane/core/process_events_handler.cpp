@@ -150,7 +150,7 @@ bool LProcessClearEventQueue() {
 }
 
 bool LProcessClearCurrentEvents() {
-  platform::Event* marker = platform::CreateEvent(core::kMarker, core::kMarker);
+  platform::Event* marker = platform::CreateEvent(core::kMarker, core::kMarker, true);
   if (marker == nullptr) return false;
   platform::PostEvent(marker, platform::kStandardPriority);
   platform::ReleaseEvent(marker);

@@ -25,8 +25,9 @@ inline constexpr int kHighPriority = 2;
 inline EventRef NativeEvent(Event* event) { return reinterpret_cast<EventRef>(event); }
 inline Event* EventOfNative(EventRef event) { return reinterpret_cast<Event*>(event); }
 
+/// \param is_users whether it counts as the user's own doing, where a system tells the two apart
 /// \return an event without parameters, null when memory ran out
-Event* CreateEvent(unsigned int cls, unsigned int kind);
+Event* CreateEvent(unsigned int cls, unsigned int kind, bool is_users = false);
 Event* RetainEvent(Event* event);
 void ReleaseEvent(Event* event);
 

@@ -38,9 +38,6 @@ struct DoubleParts {
   int exponent;
 };
 
-/// More than the 110 bits of a double's significand times 10 ^ 17.
-__extension__ using Wide = unsigned __int128;
-
 constexpr std::uint64_t kPowersOfTen[] = {1,
                                           10,
                                           100,
@@ -59,6 +56,11 @@ constexpr std::uint64_t kPowersOfTen[] = {1,
                                           1000000000000000,
                                           10000000000000000,
                                           100000000000000000};
+
+#if defined(__SIZEOF_INT128__)
+
+/// More than the 110 bits of a double's significand times 10 ^ 17.
+__extension__ using Wide = unsigned __int128;
 
 /// A magnitude times 10 ^ decimals, rounded half to even. \return false where it is too large for this way
 bool Scale(const DoubleParts& parts, unsigned int decimals, std::uint64_t* scaled) {
@@ -79,6 +81,13 @@ bool Scale(const DoubleParts& parts, unsigned int decimals, std::uint64_t* scale
   *scaled = static_cast<std::uint64_t>(whole) + (rounds_up ? 1 : 0);
   return true;
 }
+
+#else
+
+/// This way needs wider numbers than 32-bit processors have.
+bool Scale(const DoubleParts&, unsigned int, std::uint64_t*) { return false; }
+
+#endif
 
 /// The sign and what the width asks for. \param digits right-aligned in the scratch, or with a free place before them
 std::string_view Finish(const FormatConversion& conversion, bool is_negative, char* digits, std::size_t count,

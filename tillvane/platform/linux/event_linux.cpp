@@ -85,7 +85,7 @@ void SetLarge(Event* event, unsigned int name, unsigned int type, unsigned long 
 
 }  // namespace
 
-Event* CreateEvent(unsigned int cls, unsigned int kind) {
+Event* CreateEvent(unsigned int cls, unsigned int kind, bool) {
   Event* event = event_pool::Take();
   if (event == nullptr) return nullptr;
   event->references.store(1, std::memory_order_relaxed);

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+/* The type that stands for any other. */
+enum { typeWildCard = '****' };
