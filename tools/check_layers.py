@@ -39,7 +39,10 @@ REACHES_UP = {
 }
 
 # What backends need of the portable folders: (file, what it includes): reason. The same holds.
-BACKEND_NEEDS = {}
+BACKEND_NEEDS = {
+    ("tillvane/platform/linux/store_service_linux.cpp", "tillvane/store/tillvane_manager.h"):
+        "the local store is what a bridge of nobody's choosing listens to",
+}
 
 SYSTEMS = ["linux", "mac", "posix"]
 
