@@ -9,6 +9,7 @@ pkg_check_modules(SQLITE REQUIRED IMPORTED_TARGET sqlite3)
 pkg_check_modules(UDEV REQUIRED IMPORTED_TARGET libudev)
 find_package(nlohmann_json REQUIRED)
 
+set(TILLVANE_PLATFORM_OPTIONS "")
 set(TILLVANE_PLATFORM_LIBRARIES
   PkgConfig::GIO PkgConfig::GLIB PkgConfig::ICU PkgConfig::PLIST PkgConfig::SQLITE PkgConfig::UDEV
   $<BUILD_INTERFACE:nlohmann_json::nlohmann_json>)
@@ -51,6 +52,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/plist_size_linux.cpp
   tillvane/platform/linux/process_table_linux.cpp
   tillvane/platform/linux/process_walk_linux.cpp
+  tillvane/platform/linux/processor_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
   tillvane/platform/linux/small_file_linux.cpp
@@ -68,6 +70,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/user_dirs_linux.cpp
   tillvane/platform/linux/volume_linux.cpp
   tillvane/platform/linux/workspace_linux.cpp
+  tillvane/platform/posix/child_program_posix.cpp
+  tillvane/platform/posix/pipe_posix.cpp
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES
@@ -114,7 +118,7 @@ function(tillvane_platform_link target)
   if(NOT TILLVANE_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
-  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0 LINK_DEPENDS ${script})
 endfunction()
 
 # What pkexec starts as the administrator. It lies beside the library, as it does where a host ships both.

@@ -196,6 +196,11 @@ BROKEN = [
     ("a seam function without a definition for macOS",
      mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()")),
      r"Scope::Current with 0 parameters is defined 0 times for mac; define it once in tillvane/platform/mac/ or posix/"),
+    ("a function that is missing for macOS, and another that is not named",
+     {**mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()")),
+      check_layers.MISSING_FOR_MAC: "platform::Start\n"},
+     r"names Start, which is defined for mac; take the line out\n.*Current with 0 parameters is defined 0 times for mac|"
+     r"Current with 0 parameters is defined 0 times for mac.*\n.*names Start, which is defined for mac"),
     ("a circle of includes",
      {"tillvane/core/codes.h": "#include <tillvane/core/more.h>\n",
       "tillvane/core/more.h": "#include <tillvane/core/codes.h>\n"},
@@ -315,6 +320,8 @@ class RulesTest(unittest.TestCase):
 
     def test_good_tree_with_a_second_system_passes(self):
         self.assertEqual(findings(mac_backend(GOOD_MAC_CODE)), [])
+        without_current = mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()"))
+        self.assertEqual(findings({**without_current, check_layers.MISSING_FOR_MAC: "platform::Scope::Current\n"}), [])
 
     def test_every_rule_is_held(self):
         for what, changes, expected in BROKEN:

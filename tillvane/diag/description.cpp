@@ -1,6 +1,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 #include <tillvane/diag/status_slot.h>
 #include <tillvane/diag/thread_registry.h>

@@ -52,8 +52,14 @@ const char* LoginName() {
   return user != nullptr ? user : "";
 }
 
+/// Systems differ in whether the call's group has a sign.
+template <class Group>
+bool TakeGroupsOf(const passwd& user, int (*init_groups)(const char*, Group)) {
+  return init_groups(user.pw_name, static_cast<Group>(user.pw_gid)) == 0;
+}
+
 bool Become(const passwd& user) {
-  const bool has_groups = initgroups(user.pw_name, user.pw_gid) == 0 && setgid(user.pw_gid) == 0;
+  const bool has_groups = TakeGroupsOf(user, &initgroups) && setgid(user.pw_gid) == 0;
   // Only root can leave its groups, and must before it leaves itself. An ordinary user has none to lose.
   if (!has_groups && geteuid() == 0 && user.pw_uid != 0) return false;
   return setuid(user.pw_uid) == 0;

@@ -7,7 +7,7 @@
 /// It is made for `char` (UTF-8 or 8-bit text), `wchar_t` (32-bit code points) and `unsigned short` (UTF-16 units).
 /// Sizes are in units. An allocation that fails throws std::bad_alloc and leaves the text as it was.
 template <class T>
-class LStringLongTemplate {
+class TILLVANE_API LStringLongTemplate {
  public:
   /// The capacity that formatted output begins with.
   enum : unsigned int { kFormattedSize = 260 };
@@ -40,11 +40,11 @@ class LStringLongTemplate {
 
   /// Appends a text, not null, which may be part of this one. Grows to the exact size. Only for `char`.
   /// \return the buffer
-  T* Append(const T* text) requires(sizeof(T) == 1);
+  T* Append(const T* text);
 
   /// Replaces the text by a copy, in a buffer of exactly its size. It is not null and may be part
   /// of this one. Only for `char`.
-  LStringLongTemplate& operator=(const T* text) requires(sizeof(T) == 1);
+  LStringLongTemplate& operator=(const T* text);
 
  private:
   friend struct LStringLongLayout;
@@ -62,8 +62,14 @@ class LStringLongTemplate {
   unsigned int capacity_ = 0;
 };
 
-extern template class TILLVANE_API LStringLongTemplate<char>;
-extern template class TILLVANE_API LStringLongTemplate<wchar_t>;
-extern template class TILLVANE_API LStringLongTemplate<unsigned short>;
+// Only `char` has these two. They are not constrained: newer compilers write that into the exported names.
+template <>
+TILLVANE_API char* LStringLongTemplate<char>::Append(const char* text);
+template <>
+TILLVANE_API LStringLongTemplate<char>& LStringLongTemplate<char>::operator=(const char* text);
+
+extern template class LStringLongTemplate<char>;
+extern template class LStringLongTemplate<wchar_t>;
+extern template class LStringLongTemplate<unsigned short>;
 
 using LStringLong = LStringLongTemplate<char>;

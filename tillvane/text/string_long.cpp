@@ -115,16 +115,16 @@ void LStringLongTemplate<T>::AppendInNewBuffer(const T* units, unsigned long cou
   *this = std::move(grown);
 }
 
-template <class T>
-T* LStringLongTemplate<T>::Append(const T* text) requires(sizeof(T) == 1) {
-  AppendUnits(text, std::char_traits<T>::length(text));
+template <>
+char* LStringLongTemplate<char>::Append(const char* text) {
+  AppendUnits(text, std::char_traits<char>::length(text));
   return buffer_;
 }
 
-template <class T>
-LStringLongTemplate<T>& LStringLongTemplate<T>::operator=(const T* text) requires(sizeof(T) == 1) {
+template <>
+LStringLongTemplate<char>& LStringLongTemplate<char>::operator=(const char* text) {
   LStringLongTemplate copy;
-  copy.AppendUnits(text, std::char_traits<T>::length(text));
+  copy.AppendUnits(text, std::char_traits<char>::length(text));
   return *this = std::move(copy);
 }
 

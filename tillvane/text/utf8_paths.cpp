@@ -1,5 +1,6 @@
 #include <cstddef>
 
+#include <tillvane/platform/processor.h>
 #include <tillvane/text/utf8_loops.h>
 #include <tillvane/text/utf8_paths.h>
 #include <tillvane/text/utf8_plain.h>
@@ -31,10 +32,8 @@ constexpr Utf8Path kPaths[] = {PathOf<PlainLoops>("plain"), PathOf<Loops<Sse2Lan
                                PathOf<Loops<Avx2Lanes>>("AVX2"), PathOf<Loops<Avx512Lanes>>("AVX-512")};
 
 std::size_t CountPaths() {
-  // What the constructors of other libraries convert may come before the compiler's own constructor has asked.
-  __builtin_cpu_init();
-  if (!__builtin_cpu_supports("avx2")) return 2;
-  return __builtin_cpu_supports("avx512bw") ? 4 : 3;
+  if (!platform::HasAvx2()) return 2;
+  return platform::HasAvx512Bytes() ? 4 : 3;
 }
 
 #elif defined(__AARCH64EL__)

@@ -1,39 +1,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <tillvane/platform/pipe.h>
+#include <tillvane/platform/posix/pipe_posix.h>
 
 namespace platform {
 
-namespace {
-
-/// One call, so that a process forked by another thread never inherits the ends.
-bool OpenPipe(int ends[2], int flags) {
-  if (pipe2(ends, O_CLOEXEC | flags) == 0) return true;
+// One call, so that a process forked by another thread never inherits the ends.
+bool OpenPipe(int ends[2], bool is_non_blocking) {
+  if (pipe2(ends, O_CLOEXEC | (is_non_blocking ? O_NONBLOCK : 0)) == 0) return true;
   ends[0] = ends[1] = -1;
-  return false;
-}
-
-/// \return the descriptor, or its copy above the standard ones; -1 when there is none to be had
-int AboveStandardStreams(int descriptor) {
-  if (descriptor > STDERR_FILENO) return descriptor;
-  const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  close(descriptor);
-  return copy;
-}
-
-}  // namespace
-
-bool OpenSignalPipe(int ends[2]) { return OpenPipe(ends, O_NONBLOCK); }
-
-bool OpenChildPipe(int ends[2]) {
-  if (!OpenPipe(ends, 0)) return false;
-  for (int i = 0; i < 2; ++i) ends[i] = AboveStandardStreams(ends[i]);
-  if (ends[0] >= 0 && ends[1] >= 0) return true;
-  for (int i = 0; i < 2; ++i) {
-    if (ends[i] >= 0) close(ends[i]);
-    ends[i] = -1;
-  }
   return false;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Carbon/Carbon.h>
-#include <CoreFoundation/CFSocket.h>
+#include <CoreFoundation/CoreFoundation.h>
 #include <sys/sysctl.h>
 
 using LPlatformProcessSerialNumber = ProcessSerialNumber;

@@ -1,0 +1,5 @@
+#pragma once
+
+#include <Carbon/CarbonEventsCore.h>
+
+CF_EXTERN EventTargetRef GetApplicationEventTarget(void);

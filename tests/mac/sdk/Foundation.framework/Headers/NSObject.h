@@ -1,0 +1,6 @@
+#pragma once
+
+#import <Foundation/NSObjCRuntime.h>
+#import <objc/NSObject.h>
+
+@class NSString;
