@@ -23,6 +23,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/crash_backtrace_mac.cpp
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/pipe_mac.cpp
+  tillvane/platform/mac/preferences_mac.mm
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
   tillvane/platform/mac/store_observer_mac.mm

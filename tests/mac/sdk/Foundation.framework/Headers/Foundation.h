@@ -12,4 +12,5 @@
 #import <Foundation/NSObject.h>
 #import <Foundation/NSSet.h>
 #import <Foundation/NSString.h>
+#import <Foundation/NSUserDefaults.h>
 #import <Foundation/NSValue.h>

@@ -8,3 +8,8 @@
 - (BOOL)containsObject:(ObjectType)object;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
+
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)arrayWithCapacity:(NSUInteger)capacity;
+- (void)addObject:(ObjectType)object;
+@end

@@ -11,8 +11,10 @@ enum { NSUTF8StringEncoding = 4 };
 @property(readonly) NSUInteger length;
 @property(readonly) const char* UTF8String;
 + (instancetype)stringWithUTF8String:(const char*)text;
+- (instancetype)initWithBytes:(const void*)bytes length:(NSUInteger)length encoding:(NSStringEncoding)encoding;
 - (instancetype)initWithUTF8String:(const char*)text;
 - (NSData*)dataUsingEncoding:(NSStringEncoding)encoding allowLossyConversion:(BOOL)lossy;
 - (BOOL)isEqualToString:(NSString*)other;
+- (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
 - (NSString*)stringByAppendingFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 @end
