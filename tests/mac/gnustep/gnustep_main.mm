@@ -12,6 +12,10 @@
 /// \file
 /// What GNUstep needs before a test runs, and what the sanitizers have to know of it.
 
+// There with LeakSanitizer only.
+extern "C" __attribute__((weak)) void __lsan_disable();
+extern "C" __attribute__((weak)) void __lsan_enable();
+
 namespace {
 
 using StringFromNumber = NSString* (*)(id, SEL, NSNumber*);
@@ -29,12 +33,24 @@ NSString* StringWithTheCurrencysDigits(NSNumberFormatter* formatter, SEL selecto
   return plain_string_from_number(formatter, selector, number);
 }
 
+/// GNUstep makes its defaults and its number formats at their first use, and loses a little on the way.
+void MakeWhatIsMadeOnce() {
+  if (__lsan_disable != nullptr) __lsan_disable();
+  [NSUserDefaults standardUserDefaults];
+  [NSDecimalNumber decimalNumberWithString:@"1"];
+  NSNumberFormatter* const formatter = [[[NSNumberFormatter alloc] init] autorelease];
+  [formatter setLocale:[[[NSLocale alloc] initWithLocaleIdentifier:@"en_US"] autorelease]];
+  [formatter stringFromNumber:[NSDecimalNumber one]];
+  if (__lsan_enable != nullptr) __lsan_enable();
+}
+
 class GnustepEnvironment final : public testing::Environment {
   void SetUp() override {
     const platform::AutoreleasePool pool;
     const Method method = class_getInstanceMethod([NSNumberFormatter class], @selector(stringFromNumber:));
     plain_string_from_number = reinterpret_cast<StringFromNumber>(
         method_setImplementation(method, reinterpret_cast<IMP>(&StringWithTheCurrencysDigits)));
+    MakeWhatIsMadeOnce();
     GSDebugAllocationActive(YES);
     // The run loop opens descriptors the first time that something is left for it; tests watch what stays open.
     [[[[NSObject alloc] init] autorelease] performSelectorOnMainThread:@selector(self) withObject:nil waitUntilDone:NO];
