@@ -1,7 +1,8 @@
 #pragma once
 
 /// \file
-/// The store: products request, payment queue, transaction observers, with StoreKit's shape and states.
+/// The store: products request, payment queue, transaction observers, with StoreKit's shape and states. StoreKit itself
+/// tells Objective-C objects only, so it is no StoreService.
 ///
 /// All text is UTF-8. Everything is called on the main thread; every answer comes later from the main loop, never from
 /// inside the call. Delegates and observers stay their owner's; each withdraws itself before it ends, and an answer
@@ -32,6 +33,7 @@ struct StoreTransaction {
   long error_code = 0;  ///< of a failed transaction
 };
 
+/// Hears a products request's answer.
 class ProductsRequestDelegate {
  public:
   virtual void ProductsReceived(const std::vector<StoreProduct>& products) = 0;
@@ -40,6 +42,7 @@ class ProductsRequestDelegate {
   ~ProductsRequestDelegate() = default;
 };
 
+/// Hears of the payment queue's transactions.
 class TransactionObserver {
  public:
   virtual void UpdatedTransactions(const std::vector<StoreTransaction>& transactions) = 0;
@@ -50,6 +53,7 @@ class TransactionObserver {
   ~TransactionObserver() = default;
 };
 
+/// A store that C++ objects listen to.
 class StoreService {
  public:
   virtual ~StoreService() = default;
@@ -70,8 +74,8 @@ class StoreService {
   virtual bool CanMakePayments() = 0;
 };
 
-/// The store of this system.
-StoreService& SystemStoreService();
+/// May this user make payments in the system's store?
+bool CanMakePayments();
 
 /// Asks the user before a purchase; \see TillvaneSetPurchaseConfirmation. Nothing where the system's store asks itself.
 void SetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void* data), void* data);

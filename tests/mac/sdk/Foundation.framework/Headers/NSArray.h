@@ -4,5 +4,12 @@
 
 @interface NSArray<ObjectType> : NSObject
 @property(readonly) NSUInteger count;
+- (instancetype)initWithArray:(NSArray<ObjectType>*)array;
+- (BOOL)containsObject:(ObjectType)object;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
+@end
+
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)arrayWithCapacity:(NSUInteger)capacity;
+- (void)addObject:(ObjectType)object;
 @end
