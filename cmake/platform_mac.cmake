@@ -28,6 +28,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_queue_mac.cpp
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/native_string_mac.cpp
+  tillvane/platform/mac/native_url_mac.cpp
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
