@@ -26,6 +26,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/locale_name_mac.cpp
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/native_string_mac.cpp
   tillvane/platform/mac/native_url_mac.cpp
@@ -43,6 +44,11 @@ set(TILLVANE_PLATFORM_SOURCES
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES "")
+
+set(TILLVANE_BUNDLE_IDENTIFIER tillvane CACHE STRING
+  "Whose preferences are asked for the user's locale where the system names none")
+set_source_files_properties(tillvane/platform/mac/locale_name_mac.cpp PROPERTIES
+  COMPILE_DEFINITIONS "TILLVANE_BUNDLE_IDENTIFIER=\"${TILLVANE_BUNDLE_IDENTIFIER}\"")
 
 # A function of a system newer than the oldest that is served is called only where @available or dlsym says that it is
 # there.
