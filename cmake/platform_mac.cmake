@@ -37,6 +37,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/store_request_delegate_mac.mm
   tillvane/platform/mac/store_service_mac.mm
   tillvane/platform/mac/stream_socket_mac.cpp
+  tillvane/platform/mac/system_version_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
   tillvane/platform/posix/child_program_posix.cpp
