@@ -32,6 +32,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/native_string_mac.cpp
   tillvane/platform/mac/native_url_mac.cpp
   tillvane/platform/mac/pipe_mac.cpp
+  tillvane/platform/mac/process_table_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
   tillvane/platform/mac/store_observer_mac.mm
