@@ -19,6 +19,7 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/mac/authorization_mac.cpp
   tillvane/platform/mac/child_program_mac.cpp
   tillvane/platform/mac/code_page_mac.cpp
   tillvane/platform/mac/crash_backtrace_mac.cpp
