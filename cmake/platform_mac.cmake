@@ -43,6 +43,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/system_version_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
+  tillvane/platform/mac/workspace_mac.mm
   tillvane/platform/posix/child_program_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )
