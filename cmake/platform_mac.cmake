@@ -27,6 +27,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/file_spec_mac.cpp
   tillvane/platform/mac/locale_name_mac.cpp
   tillvane/platform/mac/main_bundle_mac.mm
   tillvane/platform/mac/money_mac.mm
