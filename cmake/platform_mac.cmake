@@ -19,28 +19,43 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/mac/authorization_mac.cpp
   tillvane/platform/mac/child_program_mac.cpp
+  tillvane/platform/mac/code_page_mac.cpp
   tillvane/platform/mac/crash_backtrace_mac.cpp
   tillvane/platform/mac/descriptor_watch_mac.cpp
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/file_spec_mac.cpp
+  tillvane/platform/mac/locale_name_mac.cpp
+  tillvane/platform/mac/main_bundle_mac.mm
   tillvane/platform/mac/money_mac.mm
+  tillvane/platform/mac/native_string_mac.cpp
+  tillvane/platform/mac/native_url_mac.cpp
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/preferences_mac.mm
+  tillvane/platform/mac/process_table_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
   tillvane/platform/mac/store_observer_mac.mm
   tillvane/platform/mac/store_request_delegate_mac.mm
   tillvane/platform/mac/store_service_mac.mm
   tillvane/platform/mac/stream_socket_mac.cpp
+  tillvane/platform/mac/system_version_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
+  tillvane/platform/mac/workspace_mac.mm
   tillvane/platform/posix/child_program_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES "")
+
+set(TILLVANE_BUNDLE_IDENTIFIER tillvane CACHE STRING
+  "Whose preferences are asked for the user's locale where the system names none")
+set_source_files_properties(tillvane/platform/mac/locale_name_mac.cpp PROPERTIES
+  COMPILE_DEFINITIONS "TILLVANE_BUNDLE_IDENTIFIER=\"${TILLVANE_BUNDLE_IDENTIFIER}\"")
 
 # A function of a system newer than the oldest that is served is called only where @available or dlsym says that it is
 # there.

@@ -2,6 +2,7 @@
 
 #import <Foundation/NSArray.h>
 #import <Foundation/NSAutoreleasePool.h>
+#import <Foundation/NSBundle.h>
 #import <Foundation/NSData.h>
 #import <Foundation/NSDecimalNumber.h>
 #import <Foundation/NSError.h>
@@ -10,7 +11,9 @@
 #import <Foundation/NSNumberFormatter.h>
 #import <Foundation/NSObjCRuntime.h>
 #import <Foundation/NSObject.h>
+#import <Foundation/NSPathUtilities.h>
 #import <Foundation/NSSet.h>
 #import <Foundation/NSString.h>
 #import <Foundation/NSUserDefaults.h>
+#import <Foundation/NSURL.h>
 #import <Foundation/NSValue.h>
