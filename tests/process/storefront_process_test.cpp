@@ -240,13 +240,30 @@ TEST_F(StorefrontTest, CtrlCDuringTheScriptedQuestionIsNo) {
   EXPECT_TRUE(stopped);
 }
 
-TEST_F(StorefrontTest, CtrlCEndsAPause) {
+TEST_F(StorefrontTest, AStopRequestEndsEveryWait) {
   WriteCatalogue();
-  ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
-  ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
-  child.Signal(SIGINT);
-  ASSERT_TRUE(child.WaitForEnd(kEndMs));
-  EXPECT_EQ(child.ExitCode(), 130);
+  for (const int request : {SIGINT, SIGTERM}) {
+    // The unknown product's price is waited for.
+    for (const char* words : {"pause:3600000", "price"}) {
+      SCOPED_TRACE(std::string(words) + " signal " + std::to_string(request));
+      ChildProcess child(Command({"--base", "org.example.unknown", "--script", words}), Environment());
+      ASSERT_TRUE(child.WaitForOutput(" s left, Ctrl-C stops\n", kEndMs)) << child.Output();
+      const support::Stopwatch stopwatch;
+      child.Signal(request);
+      ASSERT_TRUE(child.WaitForEnd(kEndMs));
+      EXPECT_LT(stopwatch.Ms(), support::kSoonMs);
+      EXPECT_EQ(child.ExitCode(), 130);
+      EXPECT_THAT(child.Output(), testing::EndsWith("  Stopped.\n"));
+    }
+  }
+}
+
+TEST_F(StorefrontTest, SigTermEndsTheSessionAtTheKeyboard) {
+  WriteCatalogue();
+  TerminalChild child(Command({}), Environment());
+  ASSERT_TRUE(child.WaitFor("[q]uit> ", kEndMs)) << child.Screen();
+  child.Signal(SIGTERM);
+  EXPECT_EQ(child.WaitForEnd(kEndMs), 130) << child.Screen();
 }
 
 TEST_F(StorefrontTest, AnUncleanEndIsToldByTheNextRun) {
@@ -266,11 +283,13 @@ TEST_F(StorefrontTest, AnUncleanEndIsToldByTheNextRun) {
 
 TEST_F(StorefrontTest, EveryOtherEndIsACleanOne) {
   WriteCatalogue();
-  ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
-  ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
-  child.Signal(SIGINT);
-  ASSERT_TRUE(child.WaitForEnd(kEndMs));
-  EXPECT_THAT(RunScript("buy").output, Not(HasSubstr("uncleanly"))) << "after Ctrl-C";
+  for (const int request : {SIGINT, SIGTERM}) {
+    ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
+    ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
+    child.Signal(request);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs));
+    EXPECT_THAT(RunScript("buy").output, Not(HasSubstr("uncleanly"))) << "after signal " << request;
+  }
   EXPECT_EQ(RunScript("buy").exit_code, 1);
   EXPECT_THAT(RunScript("price").output, Not(HasSubstr("uncleanly"))) << "after a failed step";
 }
