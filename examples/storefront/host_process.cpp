@@ -33,13 +33,17 @@ gint64 NowMs() { return g_get_monotonic_time() / 1000; }
 
 }  // namespace
 
-// The flag is set on the main loop, where each wait looks at it as soon as the source has run.
+// The flag is set on the main loop, where each wait looks at it as soon as the source has run. The library's own
+// handler would end the signal waits with a time, as if that had passed, and no others.
 HostProcess::HostProcess(ProgressLine& progress)
-    : progress_(progress), ctrl_c_(g_unix_signal_add(SIGINT, CtrlC, this)) {}
+    : progress_(progress),
+      stop_sources_{g_unix_signal_add(SIGINT, Stop, this), g_unix_signal_add(SIGTERM, Stop, this)} {}
 
-HostProcess::~HostProcess() { g_source_remove(ctrl_c_); }
+HostProcess::~HostProcess() {
+  for (const guint source : stop_sources_) g_source_remove(source);
+}
 
-gboolean HostProcess::CtrlC(gpointer self) {
+gboolean HostProcess::Stop(gpointer self) {
   static_cast<HostProcess*>(self)->stop_ = true;
   return G_SOURCE_CONTINUE;
 }

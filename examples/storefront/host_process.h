@@ -3,6 +3,7 @@
 #include <glib.h>
 #include <tillvane/tillvane.h>
 
+#include <array>
 #include <string>
 
 namespace storefront {
@@ -10,14 +11,14 @@ namespace storefront {
 class ProgressLine;
 
 /// What this host passes wherever the library asks for an LProcessInterface: its waits keep the main loop running, so
-/// that the host's own sources (here a timer, the keyboard and Ctrl-C) and the store's answers go on.
+/// that the host's own sources (here a timer, the keyboard, Ctrl-C and SIGTERM) and the store's answers go on.
 ///
 /// The pattern for a host on the main thread: derive from both classes, forward each wait, answer both stop questions
 /// with the same flag. SetStatus and SetProgress may stay as they are. Main thread only; the flag is set by a GLib
 /// source, never in a signal handler.
 class HostProcess final : public LProcessInterface, public LProcessEventsHandler {
  public:
-  /// From here on Ctrl-C is a stop request, which stays until the end.
+  /// From here on Ctrl-C, and SIGTERM too, is a stop request, which stays until the end.
   explicit HostProcess(ProgressLine& progress);
   ~HostProcess();
   HostProcess(const HostProcess&) = delete;
@@ -51,10 +52,10 @@ class HostProcess final : public LProcessInterface, public LProcessEventsHandler
 
  private:
   int WaitSignal(LSignalObjectRef signal, unsigned int ms);
-  static gboolean CtrlC(gpointer self);
+  static gboolean Stop(gpointer self);
 
   ProgressLine& progress_;
-  const guint ctrl_c_;
+  const std::array<guint, 2> stop_sources_;
   bool stop_ = false;
   gint64 asked_ms_ = 0;  ///< how long questions were on the screen during the present wait
   std::string error_;

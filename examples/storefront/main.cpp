@@ -1,8 +1,9 @@
 // A host application in a terminal: it sells one product, itself, through the store bridge.
 //
-// Read session.cpp for the order of the calls, shop.cpp for what each answer means, and host_process.h for the one
-// class that a host on the main thread has to write. The main loop is GLib's, and this program never runs it by itself:
-// every wait does, for the store and for the keyboard.
+// Read session.cpp for the order of the calls, shop.cpp for what each answer means, host_process.h for the one class
+// that a host on the main thread has to write, and remembered_folder.cpp for a folder that one run names and the next
+// one finds. The main loop is GLib's, and this program never runs it by itself: every wait does, for the store and for
+// the keyboard.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -15,14 +16,15 @@
 #include "host_process.h"
 #include "options.h"
 #include "progress_line.h"
+#include "remembered_folder.h"
 #include "session.h"
 
 namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
-/// What a shell makes of a program that Ctrl-C has ended.
-constexpr int kStoppedByCtrlC = 130;
+/// What a shell makes of a program that Ctrl-C has ended; SIGTERM is no other request.
+constexpr int kStopped = 130;
 
 /// Whoever started this may have closed one of them: the next descriptor to be opened would take its place, and be read
 /// as the keyboard.
@@ -51,9 +53,12 @@ bool RunSession(storefront::HostProcess& process, storefront::ProgressLine& prog
                 const storefront::Options& options) {
   std::puts("The storefront: a host that sells itself.");
   const WatchedRun watched;
-  if (options.script) return storefront::RunScript(process, progress, options.base, *options.script);
+  const storefront::Bookmarks bookmarks;
+  storefront::TellRememberedFolder();
+  const bool is_remembered = options.folder.empty() || storefront::RememberFolder(options.folder);
+  if (options.script) return storefront::RunScript(process, progress, options.base, *options.script) && is_remembered;
   storefront::RunMenu(process, progress, options.base);
-  return true;
+  return is_remembered;
 }
 
 }  // namespace
@@ -67,6 +72,6 @@ int main(int argc, char** argv) {
   storefront::ProgressLine progress;
   storefront::HostProcess process(progress);
   const bool good = RunSession(process, progress, *options);
-  if (process.IsToStop()) return kStoppedByCtrlC;
+  if (process.IsToStop()) return kStopped;
   return good ? 0 : kFailed;
 }

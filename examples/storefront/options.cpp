@@ -1,11 +1,14 @@
 #include "options.h"
 
 #include <glib.h>
+#include <tillvane/tillvane.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace storefront {
 
@@ -21,13 +24,15 @@ Examples:
   storefront
       a session at the keyboard, with the catalogue that lies beside the program
   storefront --script 'price buy buy restore quit' --ledger /tmp/ledger
-      the whole tour without a keyboard, leaving nothing in your home folder
+      the whole tour without a keyboard, leaving no purchase in your home folder
   storefront --locale de_DE --storefront DEU --script price
       the price as it is shown in Germany
   storefront --payments off --script 'price buy'
       what a user sees who may not make payments
+  storefront --folder /media/backup --script price
+      a folder outside your home, which later runs find again, even renamed
 
-Exit status: 0 as it should, 1 a step failed, 2 wrong use, 130 after Ctrl-C.)";
+Exit status: 0 as it should, 1 something failed, 2 wrong use, 130 after Ctrl-C or SIGTERM.)";
 
 /// One flag: where its value goes.
 struct Flag {
@@ -54,10 +59,11 @@ struct Flags {
   Flag country{"storefront", "ALPHA3", "Sell in this country, such as DEU", "TILLVANE_STORE_STOREFRONT"};
   Flag payments{"payments", "on|off", "May this user make payments?", nullptr};
   Flag base{"base", "ID", "Base identifier of the product (org.example.storefront)", nullptr};
+  Flag folder{"folder", "FOLDER", "Remember this folder outside your home, in place of an earlier one", nullptr};
   Flag script{"script", "WORDS", "Do this instead of asking at the keyboard", nullptr};
 
   static constexpr Flag Flags::*kAll[] = {&Flags::catalogue, &Flags::ledger, &Flags::locale, &Flags::country,
-                                          &Flags::payments,  &Flags::base,   &Flags::script};
+                                          &Flags::payments,  &Flags::base,   &Flags::folder, &Flags::script};
 };
 
 std::nullopt_t Mistake(const std::string& text) {
@@ -105,6 +111,16 @@ std::string CheckValues(const Flags& flags) {
   return {};
 }
 
+/// A later run may begin elsewhere: the folder's name becomes an absolute one. A symbolic link on the way is kept.
+/// \return an empty text, or what is wrong
+std::string FindFolder(const char* named, std::string* folder) {
+  std::error_code error;
+  *folder = std::filesystem::absolute(named, error).lexically_normal().string();
+  if (folder->size() > 1 && folder->ends_with('/')) folder->pop_back();
+  if (!std::filesystem::is_directory(*folder, error)) return std::string("there is no folder '") + named + "'";
+  return folder->size() < sizeof LSandboxBookmarkItem::path ? "" : "the path '" + *folder + "' is too long";
+}
+
 /// The local store reads its environment when it is first used. A variable without a flag is left as it is.
 void HandToStore(const Flags& flags) {
   for (const auto member : Flags::kAll) {
@@ -123,6 +139,11 @@ std::optional<Options> ReadCommandLine(int argc, char** argv) {
   if (const std::string wrong = CheckValues(flags); !wrong.empty()) return Mistake(wrong);
   Options options;
   options.base = flags.base.value != nullptr ? flags.base.value : "org.example.storefront";
+  if (flags.folder.value != nullptr) {
+    if (const std::string wrong = FindFolder(flags.folder.value, &options.folder); !wrong.empty()) {
+      return Mistake("--folder: " + wrong);
+    }
+  }
   if (flags.script.value != nullptr) {
     std::string wrong;
     if (!ParseScript(flags.script.value, &options.script.emplace(), &wrong)) return Mistake("--script: " + wrong);

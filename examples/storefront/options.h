@@ -10,6 +10,7 @@ namespace storefront {
 
 struct Options {
   std::string base;                         ///< base identifier of the product
+  std::string folder;                       ///< to be remembered, absolute; empty for none
   std::optional<std::vector<Step>> script;  ///< nothing for a session at the keyboard
 };
 

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
@@ -11,8 +12,10 @@
 
 #include <tests/process/terminal_child.h>
 #include <tests/support/child_process.h>
+#include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tests/support/waiting.h>
+#include <tillvane/platform/linux/file_identity_linux.h>
 
 namespace {
 
@@ -50,7 +53,9 @@ class StorefrontTest : public testing::Test {
     return {"LC_ALL=C",
             "TERM=xterm",
             "HOME=" + folder_.Path(),
+            "XDG_CONFIG_HOME=" + config_,
             "XDG_DATA_HOME=" + folder_.Path(),
+            "XDG_RUNTIME_DIR=" + folder_.Path(),
             "TMPDIR=" + folder_.Path(),
             "LOGNAME=somebody",
             "TILLVANE_STORE_CATALOG=",
@@ -73,6 +78,7 @@ class StorefrontTest : public testing::Test {
   }
 
   const support::TempFolder folder_;
+  std::string config_ = folder_.Path();
 };
 
 /// The number of ticks that each step of an output reports, 0 for one without a wait or too short for a tick.
@@ -240,13 +246,30 @@ TEST_F(StorefrontTest, CtrlCDuringTheScriptedQuestionIsNo) {
   EXPECT_TRUE(stopped);
 }
 
-TEST_F(StorefrontTest, CtrlCEndsAPause) {
+TEST_F(StorefrontTest, AStopRequestEndsEveryWait) {
   WriteCatalogue();
-  ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
-  ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
-  child.Signal(SIGINT);
-  ASSERT_TRUE(child.WaitForEnd(kEndMs));
-  EXPECT_EQ(child.ExitCode(), 130);
+  for (const int request : {SIGINT, SIGTERM}) {
+    // The unknown product's price is waited for.
+    for (const char* words : {"pause:3600000", "price"}) {
+      SCOPED_TRACE(std::string(words) + " signal " + std::to_string(request));
+      ChildProcess child(Command({"--base", "org.example.unknown", "--script", words}), Environment());
+      ASSERT_TRUE(child.WaitForOutput(" s left, Ctrl-C stops\n", kEndMs)) << child.Output();
+      const support::Stopwatch stopwatch;
+      child.Signal(request);
+      ASSERT_TRUE(child.WaitForEnd(kEndMs));
+      EXPECT_LT(stopwatch.Ms(), support::kSoonMs);
+      EXPECT_EQ(child.ExitCode(), 130);
+      EXPECT_THAT(child.Output(), testing::EndsWith("  Stopped.\n"));
+    }
+  }
+}
+
+TEST_F(StorefrontTest, SigTermEndsTheSessionAtTheKeyboard) {
+  WriteCatalogue();
+  TerminalChild child(Command({}), Environment());
+  ASSERT_TRUE(child.WaitFor("[q]uit> ", kEndMs)) << child.Screen();
+  child.Signal(SIGTERM);
+  EXPECT_EQ(child.WaitForEnd(kEndMs), 130) << child.Screen();
 }
 
 TEST_F(StorefrontTest, AnUncleanEndIsToldByTheNextRun) {
@@ -266,11 +289,13 @@ TEST_F(StorefrontTest, AnUncleanEndIsToldByTheNextRun) {
 
 TEST_F(StorefrontTest, EveryOtherEndIsACleanOne) {
   WriteCatalogue();
-  ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
-  ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
-  child.Signal(SIGINT);
-  ASSERT_TRUE(child.WaitForEnd(kEndMs));
-  EXPECT_THAT(RunScript("buy").output, Not(HasSubstr("uncleanly"))) << "after Ctrl-C";
+  for (const int request : {SIGINT, SIGTERM}) {
+    ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
+    ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
+    child.Signal(request);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs));
+    EXPECT_THAT(RunScript("buy").output, Not(HasSubstr("uncleanly"))) << "after signal " << request;
+  }
   EXPECT_EQ(RunScript("buy").exit_code, 1);
   EXPECT_THAT(RunScript("price").output, Not(HasSubstr("uncleanly"))) << "after a failed step";
 }
@@ -294,6 +319,8 @@ TEST_F(StorefrontTest, WrongUseIsRefused) {
     std::vector<std::string> arguments;
     const char* complaint;
   };
+  const std::string long_path = folder_.File(std::string(200, 'x') + '/' + std::string(60, 'y'));
+  support::MakeFolder(long_path);
   const std::vector<Case> cases = {
       {{"--bogus"}, "--bogus"},
       {{"-x"}, "-x"},
@@ -313,6 +340,10 @@ TEST_F(StorefrontTest, WrongUseIsRefused) {
       {{"--script", "pause:99999999999999999999"}, "should be pause:"},
       {{"--script", "price", "buy"}, "'buy' is not expected"},
       {{"--", "--script"}, "'--script' is not expected"},
+      {{"--folder", ""}, "--folder: the value is empty"},
+      {{"--folder", "/no/such folder"}, "--folder: there is no folder '/no/such folder'"},
+      {{"--folder", folder_.File("catalogue.storekit")}, "--folder: there is no folder '"},
+      {{"--folder", long_path}, "' is too long"},
   };
   for (const Case& c : cases) {
     const ProcessResult result = Run(c.arguments);
@@ -330,8 +361,8 @@ TEST_F(StorefrontTest, HelpNamesEveryFlagAndWord) {
   EXPECT_EQ(result.errors, "");
   EXPECT_EQ(Run({"-h"}).output, result.output);
   for (const char* text : {"--catalogue=FILE", "--ledger=FOLDER", "--locale=LOCALE", "--storefront=ALPHA3",
-                           "--payments=on|off", "--base=ID", "--script=WORDS", "price", "buy-no", "restore", "approve",
-                           "decline", "pause:MS", "quit", "Examples:", "130"}) {
+                           "--payments=on|off", "--base=ID", "--folder=FOLDER", "--script=WORDS", "price", "buy-no",
+                           "restore", "approve", "decline", "pause:MS", "quit", "Examples:", "130"}) {
     EXPECT_THAT(result.output, HasSubstr(text));
   }
 }
@@ -438,6 +469,155 @@ TEST_F(StorefrontTest, KeysHitBeforeTheQuestionDoNotAnswerIt) {
   EXPECT_TRUE(child.WaitFor("Not bought: the purchase was cancelled.", kEndMs)) << child.Screen();
   child.Type("q\n");
   EXPECT_EQ(child.WaitForEnd(kEndMs), 0) << child.Screen();
+}
+
+/// A storefront whose user has a folder outside of the home.
+class StorefrontFolder : public StorefrontTest {
+ protected:
+  StorefrontFolder() {
+    WriteCatalogue();
+    support::MakeFolder(outside_);
+  }
+
+  /// What the storefront says before its first step.
+  std::string Said(const std::vector<std::string>& arguments = {}) const {
+    std::vector<std::string> command = {"--script", "quit"};
+    command.insert(command.begin(), arguments.begin(), arguments.end());
+    const ProcessResult result = Run(command);
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.errors, "");
+    constexpr const char* greeting = "The storefront: a host that sells itself.\n";
+    EXPECT_THAT(result.output, testing::StartsWith(greeting));
+    return result.output.substr(std::string(greeting).size());
+  }
+
+  static std::string Remembered(const std::string& folder) { return "Remembered: the folder " + folder + ".\n"; }
+  static std::string FromNowOn(const std::string& folder) {
+    return "From now on the folder " + folder + " is remembered.\n";
+  }
+
+  /// What the file of preferences has.
+  std::string Kept() const { return support::Contents(preferences_); }
+
+  const std::string preferences_ = folder_.File("storefront/preferences");
+  const support::TempFolder elsewhere_;
+  const std::string outside_ = elsewhere_.File("\xC3\xBC name");
+};
+
+constexpr const char* kGone = "Remembered: a folder that is not there now.\n";
+
+TEST_F(StorefrontFolder, IsRememberedByTheNextRuns) {
+  EXPECT_EQ(Said(), "");
+  EXPECT_EQ(Said({"--folder", outside_}), FromNowOn(outside_));
+  EXPECT_EQ(Said(), Remembered(outside_));
+  EXPECT_EQ(Said({"--folder", outside_}), Remembered(outside_) + FromNowOn(outside_));
+  EXPECT_EQ(Said(), Remembered(outside_));
+}
+
+TEST_F(StorefrontFolder, IsRememberedInPlaceOfAnother) {
+  const std::string other = elsewhere_.File("other");
+  support::MakeFolder(other);
+  EXPECT_EQ(Said({"--folder", outside_}), FromNowOn(outside_));
+  EXPECT_EQ(Said({"--folder", other}), Remembered(outside_) + FromNowOn(other));
+  EXPECT_EQ(Said(), Remembered(other));
+}
+
+TEST_F(StorefrontFolder, IsRememberedHoweverItWasNamed) {
+  for (const char* name : {"/", "/.", "/../\xC3\xBC name//"}) {
+    EXPECT_THAT(Said({"--folder", outside_ + name}), testing::EndsWith(FromNowOn(outside_))) << name;
+    EXPECT_EQ(Said(), Remembered(outside_)) << name;
+  }
+}
+
+TEST_F(StorefrontFolder, IsFoundAgainByAnotherName) {
+  const auto identity = platform::IdentityOf(outside_);
+  if (!identity || !identity->has_birth) GTEST_SKIP() << "the file system knows no time of birth";
+  Said({"--folder", outside_});
+  std::filesystem::rename(outside_, elsewhere_.File("renamed"));
+  EXPECT_EQ(Said(), Remembered(elsewhere_.File("renamed")));
+}
+
+TEST_F(StorefrontFolder, MayBeGoneAndComeBack) {
+  Said({"--folder", outside_});
+  std::filesystem::remove(outside_);
+  EXPECT_EQ(Said(), kGone);
+  EXPECT_EQ(Said(), kGone);
+  support::MakeFolder(outside_);
+  EXPECT_EQ(Said(), Remembered(outside_));
+}
+
+TEST_F(StorefrontFolder, GivesWayToAnotherWhenItIsGone) {
+  Said({"--folder", outside_});
+  std::filesystem::remove(outside_);
+  EXPECT_EQ(Said({"--folder", elsewhere_.Path()}), kGone + FromNowOn(elsewhere_.Path()));
+  EXPECT_EQ(Said(), Remembered(elsewhere_.Path()));
+}
+
+TEST_F(StorefrontFolder, NeedsNoGrantInTheHome) {
+  const std::string inside = folder_.File("inside");
+  support::MakeFolder(inside);
+  const std::string words = "The folder " + inside + " needs no grant, like all of your home: it is not remembered.\n";
+  EXPECT_EQ(Said({"--folder", inside}), words);
+  EXPECT_EQ(Said(), "");
+  // What was remembered stays.
+  Said({"--folder", outside_});
+  EXPECT_EQ(Said({"--folder", inside}), Remembered(outside_) + words);
+  EXPECT_EQ(Said(), Remembered(outside_));
+}
+
+TEST_F(StorefrontFolder, NeedsAGrantBehindALinkOfTheHome) {
+  const std::string link = folder_.File("link");
+  std::filesystem::create_directory_symlink(outside_, link);
+  EXPECT_EQ(Said({"--folder", link}), FromNowOn(link));
+  EXPECT_EQ(Said(), Remembered(link));
+}
+
+TEST_F(StorefrontFolder, ThatCannotBeKeptIsAFailure) {
+  // No folder above the configuration's is made.
+  config_ = elsewhere_.File("no/such");
+  const ProcessResult result = Run({"--folder", outside_, "--script", "price"});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_TRUE(HasInOrder(result.output, {"The folder " + outside_ + " could not be remembered.\n", "The price is"}));
+}
+
+// Only the end of the bookmarks takes its key off the list.
+TEST_F(StorefrontFolder, WhoseBookmarkIsBrokenIsForgottenHoweverTheRunEnds) {
+  struct Case {
+    const char* script;
+    int request;
+  };
+  for (const Case& c :
+       {Case{"price", 0}, Case{"buy", 0}, Case{"pause:3600000", SIGINT}, Case{"pause:3600000", SIGTERM}}) {
+    SCOPED_TRACE(std::string(c.script) + " signal " + std::to_string(c.request));
+    Said({"--folder", outside_});
+    ASSERT_THAT(Kept(), HasSubstr("\nSTOREFRONT_FOLDER=<"));
+    support::MakeFile(preferences_,
+                      "[Preferences]\nSECURITY_BOOKMARK_KEYS=[\"STOREFRONT_FOLDER\"]\nSTOREFRONT_FOLDER=<00>\n");
+    ChildProcess child(Command({"--script", c.script}), Environment());
+    ASSERT_TRUE(child.WaitForOutput(std::string("> ") + c.script + '\n', kEndMs));
+    child.Signal(c.request);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs));
+    EXPECT_THAT(child.Output(), Not(HasSubstr("Remembered"))) << child.Output();
+    EXPECT_THAT(Kept(), Not(HasSubstr("STOREFRONT_FOLDER")));
+  }
+}
+
+TEST_F(StorefrontFolder, IsKeptHoweverTheRunEnds) {
+  struct Case {
+    const char* script;
+    int request, exit_code;
+  };
+  for (const Case& c : {Case{"buy", 0, 1}, Case{"pause:3600000", SIGINT, 130}, Case{"pause:3600000", SIGTERM, 130},
+                        Case{"pause:3600000", SIGKILL, -1}}) {
+    SCOPED_TRACE(std::string(c.script) + " signal " + std::to_string(c.request));
+    std::filesystem::remove_all(folder_.File("storefront"));
+    ChildProcess child(Command({"--folder", outside_, "--script", c.script}), Environment());
+    ASSERT_TRUE(child.WaitForOutput(std::string("> ") + c.script + '\n', kEndMs)) << child.Output();
+    child.Signal(c.request);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs));
+    EXPECT_EQ(child.ExitCode(), c.exit_code);
+    EXPECT_THAT(RunScript("quit").output, HasSubstr(Remembered(outside_)));
+  }
 }
 
 }  // namespace

@@ -38,6 +38,10 @@ class TerminalChild {
     [[maybe_unused]] const ssize_t written = write(terminal_, keys.data(), keys.size());
   }
 
+  void Signal(int signal) const {
+    if (!ended_) kill(pid_, signal);
+  }
+
   /// Waits until this stands on the screen behind what an earlier call has found. \return false when the time passed
   bool WaitFor(const std::string& text, unsigned int ms) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);

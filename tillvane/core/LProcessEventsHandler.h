@@ -9,6 +9,10 @@
 /// Main thread only. Other threads take part by signalling the object that is waited for. The host's own event sources
 /// run during the waits too; after each of them the stop question is asked again, so a Cancel button works at once.
 /// Waits may nest. Times are milliseconds. Nothing is thrown.
+///
+/// A run loop that is told to quit, as the library's handler of SIGINT and SIGTERM does, ends only the wait for a
+/// signal object with a time; the innermost wait takes the request. A host that is to end from within every wait
+/// handles these signals itself, and answers the stop question.
 class TILLVANE_API LProcessEventsHandler {
  public:
   /// Asked between events; true ends the wait. Must not block.
