@@ -43,6 +43,9 @@ void RunFoldersFamily(const Options& options, Goals* goals);
 /// Copies of files and folders beside the system's own and the standard library's.
 void RunCopiesFamily(const Options& options, Goals* goals);
 
+/// Grants that a new manager takes over, beside a look at each.
+void RunBookmarksFamily(const Options& options, Goals* goals);
+
 /// The list of processes beside libproc2's and the program ps.
 void RunProcessesFamily(const Options& options, Goals* goals);
 

@@ -13,14 +13,23 @@ struct Family {
 };
 
 constexpr Family kFamilies[] = {
-    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
-    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
-    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
-    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
-    {"textfiles", bench::RunTextFilesFamily}, {"paths", bench::RunPathsFamily},
-    {"files", bench::RunFilesFamily},         {"folders", bench::RunFoldersFamily},
-    {"copies", bench::RunCopiesFamily},       {"processes", bench::RunProcessesFamily},
-    {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
+    {"signal", bench::RunSignalFamily},
+    {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},
+    {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},
+    {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},
+    {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily},
+    {"paths", bench::RunPathsFamily},
+    {"files", bench::RunFilesFamily},
+    {"folders", bench::RunFoldersFamily},
+    {"copies", bench::RunCopiesFamily},
+    {"bookmarks", bench::RunBookmarksFamily},
+    {"processes", bench::RunProcessesFamily},
+    {"commands", bench::RunCommandsFamily},
+    {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
 };
 

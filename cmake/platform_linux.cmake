@@ -26,6 +26,8 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/code_page_linux.cpp
   tillvane/platform/linux/crash_backtrace_linux.cpp
   tillvane/platform/linux/descriptor_watch_linux.cpp
+  tillvane/platform/linux/document_portal_linux.cpp
+  tillvane/platform/linux/durable_folder_linux.cpp
   tillvane/platform/linux/event_handlers_linux.cpp
   tillvane/platform/linux/event_linux.cpp
   tillvane/platform/linux/event_loop_linux.cpp
@@ -33,6 +35,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/event_queue_linux.cpp
   tillvane/platform/linux/file_bytes_linux.cpp
   tillvane/platform/linux/file_copy_linux.cpp
+  tillvane/platform/linux/file_identity_linux.cpp
   tillvane/platform/linux/file_object_linux.cpp
   tillvane/platform/linux/file_spec_linux.cpp
   tillvane/platform/linux/info_plist_linux.cpp
@@ -50,11 +53,17 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/network_mount_linux.cpp
   tillvane/platform/linux/pipe_linux.cpp
   tillvane/platform/linux/plist_size_linux.cpp
+  tillvane/platform/linux/preference_store_linux.cpp
+  tillvane/platform/linux/preferences_file_linux.cpp
+  tillvane/platform/linux/preferences_format_linux.cpp
+  tillvane/platform/linux/preferences_linux.cpp
   tillvane/platform/linux/process_table_linux.cpp
   tillvane/platform/linux/process_walk_linux.cpp
   tillvane/platform/linux/processor_linux.cpp
   tillvane/platform/linux/realtime_kit_linux.cpp
   tillvane/platform/linux/run_loop_linux.cpp
+  tillvane/platform/linux/scoped_bookmark_linux.cpp
+  tillvane/platform/linux/scoped_url_linux.cpp
   tillvane/platform/linux/small_file_linux.cpp
   tillvane/platform/linux/store_catalogue_linux.cpp
   tillvane/platform/linux/store_ledger_database_linux.cpp
@@ -65,6 +74,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/store_settings_linux.cpp
   tillvane/platform/linux/store_worker_linux.cpp
   tillvane/platform/linux/stream_socket_linux.cpp
+  tillvane/platform/linux/string_array_linux.cpp
   tillvane/platform/linux/system_version_linux.cpp
   tillvane/platform/linux/thread_id_linux.cpp
   tillvane/platform/linux/user_dirs_linux.cpp
@@ -80,6 +90,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/child_program_linux_test.cpp
   tillvane/platform/linux/code_page_linux_test.cpp
   tillvane/platform/linux/descriptor_watch_linux_test.cpp
+  tillvane/platform/linux/document_portal_linux_test.cpp
   tillvane/platform/linux/event_flush_linux_test.cpp
   tillvane/platform/linux/event_handlers_linux_test.cpp
   tillvane/platform/linux/event_linux_test.cpp
@@ -99,11 +110,17 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/mount_walk_linux_test.cpp
   tillvane/platform/linux/nested_loops_linux_test.cpp
   tillvane/platform/linux/network_mount_linux_test.cpp
+  tillvane/platform/linux/preference_store_linux_test.cpp
+  tillvane/platform/linux/preferences_format_linux_test.cpp
+  tillvane/platform/linux/scoped_bookmark_linux_test.cpp
+  tillvane/platform/linux/scoped_url_linux_test.cpp
+  tillvane/platform/linux/preferences_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp
   tillvane/platform/linux/store_service_linux_test.cpp
   tillvane/platform/linux/stream_socket_linux_test.cpp
+  tillvane/platform/linux/string_array_linux_test.cpp
   tillvane/platform/linux/system_version_linux_test.cpp
   tillvane/platform/linux/thread_id_linux_test.cpp
   tillvane/platform/linux/user_dirs_linux_test.cpp

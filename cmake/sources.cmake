@@ -22,11 +22,14 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/diag/LDebugThread.h
   tillvane/files/LFile.h
   tillvane/files/LFileFolderIterator.h
+  tillvane/files/LFileTypes.h
   tillvane/files/LLockFile.h
+  tillvane/files/LPlatformURL.h
   tillvane/files/LProcessCopyFile.h
   tillvane/files/LProcessFile.h
   tillvane/files/LReadFile.h
   tillvane/files/LReadFileBuffered.h
+  tillvane/files/LSandboxBookmark.h
   tillvane/files/LSpecialFolder.h
   tillvane/files/LWriteFile.h
   tillvane/net/LIPAddress.h
@@ -98,6 +101,7 @@ set(TILLVANE_SOURCES
   tillvane/files/file_errors.cpp
   tillvane/files/file_extension_list.cpp
   tillvane/files/file_sharing.cpp
+  tillvane/files/file_types.cpp
   tillvane/files/folder_access.cpp
   tillvane/files/folder_copy.cpp
   tillvane/files/folder_create.cpp
@@ -117,6 +121,11 @@ set(TILLVANE_SOURCES
   tillvane/files/process_file.cpp
   tillvane/files/read_file.cpp
   tillvane/files/read_file_buffered.cpp
+  tillvane/files/sandbox_bookmark_item.cpp
+  tillvane/files/sandbox_bookmark_keys.cpp
+  tillvane/files/sandbox_bookmark_load.cpp
+  tillvane/files/sandbox_bookmark_manager.cpp
+  tillvane/files/sandbox_bookmark_save.cpp
   tillvane/files/sandbox_paths.cpp
   tillvane/files/special_folders.cpp
   tillvane/files/volume_exists.cpp
@@ -215,6 +224,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/file_errors_test.cpp
   tillvane/files/file_extension_list_test.cpp
   tillvane/files/file_sharing_test.cpp
+  tillvane/files/file_types_test.cpp
   tillvane/files/folder_access_test.cpp
   tillvane/files/folder_copy_test.cpp
   tillvane/files/folder_create_test.cpp
@@ -235,6 +245,10 @@ set(TILLVANE_TEST_SOURCES
   tillvane/files/process_file_test.cpp
   tillvane/files/read_file_buffered_test.cpp
   tillvane/files/read_file_test.cpp
+  tillvane/files/sandbox_bookmark_item_seam_test.cpp
+  tillvane/files/sandbox_bookmark_load_seam_test.cpp
+  tillvane/files/sandbox_bookmark_manager_seam_test.cpp
+  tillvane/files/sandbox_bookmark_save_seam_test.cpp
   tillvane/files/sandbox_paths_test.cpp
   tillvane/files/special_folders_test.cpp
   tillvane/files/volume_exists_test.cpp

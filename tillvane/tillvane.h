@@ -22,11 +22,14 @@
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LFileFolderIterator.h>
+#include <tillvane/files/LFileTypes.h>
 #include <tillvane/files/LLockFile.h>
+#include <tillvane/files/LPlatformURL.h>
 #include <tillvane/files/LProcessCopyFile.h>
 #include <tillvane/files/LProcessFile.h>
 #include <tillvane/files/LReadFile.h>
 #include <tillvane/files/LReadFileBuffered.h>
+#include <tillvane/files/LSandboxBookmark.h>
 #include <tillvane/files/LSpecialFolder.h>
 #include <tillvane/files/LWriteFile.h>
 #include <tillvane/net/LIPAddress.h>

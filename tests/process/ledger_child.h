@@ -16,16 +16,12 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/temp_folder.h>
+
 namespace support {
 
 /// Does a child's answer say that it was done?
 inline bool IsTrue(const std::string& answer) { return answer.rfind("true", 0) == 0; }
-
-/// Tests' folders are made in memory from here on, where there is such a place: these tests do not cut the power, and a
-/// disk would only make them slow.
-inline void KeepFoldersInMemory() {
-  if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
-}
 
 /// Another process at a ledger: the helper of these tests, which does what it is told. \see ledger_child.cpp
 ///

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <unistd.h>
+
+#include <cstdlib>
 #include <string>
 
 namespace support {
@@ -24,5 +27,11 @@ class TempFolder {
  private:
   std::string path_;
 };
+
+/// Tests' folders are made in memory from here on, where there is such a place: these tests do not cut the power, and a
+/// disk would only make them slow.
+inline void KeepFoldersInMemory() {
+  if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 1);
+}
 
 }  // namespace support

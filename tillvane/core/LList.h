@@ -32,6 +32,14 @@ struct LList {
     *link = element->next;
     return true;
   }
+
+  /// Takes one element after the other off the front, and deletes it: for lists of what was made by new.
+  void Clear() {
+    while (T* const first = head) {
+      head = first->next;
+      delete first;
+    }
+  }
 };
 
 /// A place in an LList: at an element or at the end. Only Detach() may change the list meanwhile.

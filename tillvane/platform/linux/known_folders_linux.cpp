@@ -121,6 +121,10 @@ std::string ApplicationSupportFolderOf(const std::string& data_home, const std::
   return IsAbsolute(data_home) ? WithoutTrailingSlashes(data_home) : Inside(home, ".local/share");
 }
 
+std::string ConfigurationFolderOf(const std::string& config_home, const std::string& home) {
+  return IsAbsolute(config_home) ? WithoutTrailingSlashes(config_home) : Inside(home, ".config");
+}
+
 std::string UserFolderOf(FolderKind kind, const FolderSources& sources) {
   const std::string home = HomeFolderOf(sources.home);
   std::string data_home = ApplicationSupportFolderOf(sources.data_home, home);
@@ -128,8 +132,7 @@ std::string UserFolderOf(FolderKind kind, const FolderSources& sources) {
   if (kind == FolderKind::kApplications) return Inside(data_home, kApplications);
   const std::string_view name = UserDirectoryName(kind);
   if (name.empty()) return {};
-  const std::string config_home =
-      IsAbsolute(sources.config_home) ? WithoutTrailingSlashes(sources.config_home) : Inside(home, ".config");
+  const std::string config_home = ConfigurationFolderOf(sources.config_home, home);
   std::string text;
   const std::string error = ReadSmallFile(Inside(config_home, "user-dirs.dirs"), kMaximumUserDirs, &text);
   if (!error.empty() || text.size() > kMaximumUserDirs) return {};
@@ -169,6 +172,8 @@ std::string ApplicationSupportFolder() {
   MakePrivateFolder(folder);
   return folder;
 }
+
+std::string ConfigurationFolder() { return ConfigurationFolderOf(Variable("XDG_CONFIG_HOME"), HomeFolder()); }
 
 std::vector<std::string> KnownFolders(FolderKind kind, FolderDomain domain) {
   if (domain == FolderDomain::kLocal) {

@@ -33,6 +33,13 @@ std::string HomeFolderOf(const HomeSources& sources);
 /// \param data_home $XDG_DATA_HOME
 std::string ApplicationSupportFolderOf(const std::string& data_home, const std::string& home);
 
+/// Where applications keep the user's settings, in folders of their own. Nothing is made.
+/// \param config_home $XDG_CONFIG_HOME
+std::string ConfigurationFolderOf(const std::string& config_home, const std::string& home);
+
+/// The one of this process. \see HomeFolder
+std::string ConfigurationFolder();
+
 /// What tells the folders. An empty text is what is not set.
 struct FolderSources {
   HomeSources home;

@@ -5,6 +5,7 @@
 #include <tillvane/platform/linux/main_bundle_linux.h>
 #include <tillvane/platform/main_bundle.h>
 #include <tillvane/platform/native_string.h>
+#include <tillvane/platform/string_array.h>
 
 namespace platform {
 
@@ -14,10 +15,7 @@ struct NativeURL {
 };
 
 CFURLRef URLFromFileSystemPath(CFStringRef path, bool is_folder) {
-  // A unit becomes at most three bytes, a pair of them four.
-  std::string text(StringLength(path) * 3 + 1, '\0');
-  if (!CopyStringUTF8(path, text.data(), text.size())) return nullptr;
-  text.resize(text.find('\0'));
+  const std::string text = TextOfString(path);
   return text.empty() ? nullptr : new NativeURL{text, is_folder};
 }
 

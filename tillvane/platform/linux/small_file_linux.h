@@ -11,4 +11,7 @@ namespace platform {
 /// \return what is wrong, empty when nothing is
 std::string ReadSmallFile(const std::string& path, std::size_t most, std::string* text);
 
+/// The same with a file that is open for reading already, and stays open.
+std::string ReadSmallFile(int file, std::size_t most, std::string* text);
+
 }  // namespace platform

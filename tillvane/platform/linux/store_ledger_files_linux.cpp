@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <mutex>
 
+#include <tillvane/platform/linux/durable_folder_linux.h>
+
 namespace platform {
 
 namespace {
@@ -21,33 +23,6 @@ constexpr std::array kLedgerFiles{"", "-wal", "-journal", "-shm"};
 bool Exists(const std::string& path) {
   struct stat info;
   return lstat(path.c_str(), &info) == 0;
-}
-
-/// Makes the names in a folder last through a loss of power. A folder that may be searched but not read, and a file
-/// system that syncs no folders, cannot promise more than they do.
-bool SyncFolder(const std::string& path) {
-  const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder < 0) return errno == EACCES;
-  const bool synced = fsync(folder) == 0 || errno == EINVAL;
-  const int code = errno;
-  close(folder);
-  errno = code;
-  return synced;
-}
-
-std::string ParentOf(const std::string& path) {
-  const std::string::size_type slash = path.find_last_of('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-bool MakeOneFolder(const std::string& path) {
-  if (mkdir(path.c_str(), 0700) == 0) return SyncFolder(ParentOf(path));
-  if (errno != EEXIST) return false;
-  struct stat info;
-  if (stat(path.c_str(), &info) != 0) return false;
-  errno = ENOTDIR;
-  return S_ISDIR(info.st_mode);
 }
 
 bool RenameToUnused(const std::string& from, const std::string& to) {
@@ -93,7 +68,7 @@ bool MakeLedgerFolder(const std::string& path, std::string* error) {
   do {
     end = path.find('/', end + 1);
     const std::string part = path.substr(0, end);
-    if (MakeOneFolder(part)) continue;
+    if (MakeSyncedFolder(part)) continue;
     *error = part + ": " + WithSystemReason("the ledger's folder cannot be used", errno);
     return false;
   } while (end != std::string::npos);

@@ -1,0 +1,171 @@
+#include <sys/stat.h>
+#include <time.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <tillvane/files/LFile.h>
+#include <tillvane/files/LPlatformURL.h>
+#include <tillvane/files/LSandboxBookmark.h>
+#include <tillvane/platform/preferences.h>
+#include <tillvane/platform/scoped_url.h>
+
+#include "families.h"
+#include "programs.h"
+
+namespace bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Files that were granted, and the preferences of an application that kept the grants.
+class Grants {
+ public:
+  explicit Grants(int count) {
+    if (!workshop_.IsThere()) return;
+    setenv("HOME", workshop_.File("home").c_str(), 1);
+    setenv("XDG_CONFIG_HOME", workshop_.File("config").c_str(), 1);
+    std::vector<std::string> keys;
+    for (int i = 0; i < count; ++i) {
+      keys.push_back("grant " + std::to_string(i));
+      if (!Keep(keys.back(), i)) return;
+    }
+    platform::SetPreferenceTexts("SECURITY_BOOKMARK_KEYS", keys);
+    is_there_ = platform::SynchronizePreferences() && FindPreferences();
+  }
+
+  bool IsThere() const { return is_there_; }
+  const std::vector<std::string>& Paths() const { return paths_; }
+  const std::string& Preferences() const { return preferences_; }
+
+  /// Lets the next reader of the preferences read the file: by another name it is another one.
+  void Forget() {
+    const std::string other = workshop_.File("config-" + std::to_string(++others_));
+    std::error_code error;
+    fs::create_directory_symlink("config", other, error);
+    setenv("XDG_CONFIG_HOME", other.c_str(), 1);
+  }
+
+ private:
+  bool Keep(const std::string& key, int number) {
+    constexpr int files_of_a_folder = 100;
+    const std::string folder = workshop_.File("granted-" + std::to_string(number / files_of_a_folder));
+    mkdir(folder.c_str(), 0700);
+    paths_.push_back(folder + "/document-" + std::to_string(number) + ".txt");
+    if (mknod(paths_.back().c_str(), S_IFREG | 0600, 0) != 0) return false;
+    LPlatformURL* const url = LPlatformURLCreate(paths_.back().c_str());
+    const auto bookmark = platform::ScopedBookmark(url);
+    LPlatformURLRelease(url);
+    if (bookmark) platform::SetPreferenceData(key.c_str(), *bookmark);
+    return bookmark.has_value();
+  }
+
+  bool FindPreferences() {
+    std::uintmax_t most = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(workshop_.File("config"))) {
+      if (!entry.is_regular_file() || entry.file_size() < most) continue;
+      most = entry.file_size();
+      preferences_ = entry.path().string();
+    }
+    return most > 0;
+  }
+
+  const Workshop workshop_;
+  std::vector<std::string> paths_;
+  std::string preferences_;
+  int others_ = 0;
+  bool is_there_ = false;
+};
+
+bool HasAll(const Grants& grants) {
+  std::size_t count = 0;
+  const LSandboxBookmarkItem* item = LSandboxBookmarkManager::pInstance->items.head;
+  for (; item != nullptr; item = item->next) count += item->accessing ? 1 : 0;
+  return count == grants.Paths().size();
+}
+
+/// \return whether the preferences are as they were
+bool TakeDown() {
+  LSandboxBookmarkManager::Destroy();
+  return platform::SynchronizePreferences();
+}
+
+Body Creations(const std::shared_ptr<Grants>& grants) {
+  return [=](benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+      state.PauseTiming();
+      grants->Forget();
+      state.ResumeTiming();
+      LSandboxBookmarkManager::Create();
+      state.PauseTiming();
+      const bool has_all = HasAll(*grants);
+      if (!TakeDown() || !has_all) return state.SkipWithError("not every grant came back");
+      state.ResumeTiming();
+    }
+  };
+}
+
+/// What it takes to read the bytes, and to see whether each file is there.
+Body Looks(const std::shared_ptr<Grants>& grants) {
+  return [=](benchmark::State& state) {
+    for ([[maybe_unused]] auto _ : state) {
+      std::ifstream file(grants->Preferences(), std::ios::binary);
+      std::string text(static_cast<std::size_t>(fs::file_size(grants->Preferences())), '\0');
+      file.read(text.data(), static_cast<std::streamsize>(text.size()));
+      benchmark::DoNotOptimize(text.data());
+      for (const std::string& path : grants->Paths()) {
+        if (!LFile::TestFileExists(path.c_str())) return state.SkipWithError("a file is gone");
+      }
+    }
+  };
+}
+
+double ProcessorSeconds() {
+  timespec time = {};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+/// \return the time of one creation
+double MeasureCreations(int count, const Options& options, Goals* goals) {
+  const auto grants = std::make_shared<Grants>(count);
+  if (!grants->IsThere()) {
+    goals->NoteFailure("bookmarks: no grants to take over");
+    return 0;
+  }
+  constexpr double most = 10;
+  Measure({"a manager with " + std::to_string(count) + " grants (main thread's processor time)",
+           {Clock::kThread},
+           "LSandboxBookmarkManager::Create",
+           Creations(grants),
+           {{"read the file, TestFileExists each", Looks(grants), most}},
+           count},
+          options, goals);
+  std::vector<double> times;
+  for (int i = 0; i < 5; ++i) {
+    grants->Forget();
+    const double begin = ProcessorSeconds();
+    LSandboxBookmarkManager::Create();
+    times.push_back(ProcessorSeconds() - begin);
+    TakeDown();
+  }
+  return Median(times);
+}
+
+}  // namespace
+
+void RunBookmarksFamily(const Options& options, Goals* goals) {
+  PrintHead("bookmarks");
+  MeasureCreations(10, options, goals);
+  const double some = MeasureCreations(1000, options, goals), many = MeasureCreations(10000, options, goals);
+  constexpr double slack = 1.5;
+  goals->Note("bookmarks: ten times as many grants take no more than fifteen times as long", many <= 10 * slack * some);
+}
+
+}  // namespace bench

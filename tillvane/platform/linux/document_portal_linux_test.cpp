@@ -1,0 +1,47 @@
+#include <tillvane/platform/linux/document_portal_linux.h>
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tests/support/environment_variable.h>
+
+namespace {
+
+using support::EnvironmentVariable;
+
+TEST(DocumentPortal, ADocumentIsKnownByItsPath) {
+  const EnvironmentVariable runtime("XDG_RUNTIME_DIR", "/run/user/7");
+  const struct {
+    const char *path, *id, *rest;
+  } cases[] = {
+      {"/run/user/7/doc/1a2b/x.txt", "1a2b", "x.txt"},
+      {"/run/user/7/doc/1a2b/folder/x y", "1a2b", "folder/x y"},
+      {"/run/flatpak/doc/1a2b/x", "1a2b", "x"},
+      {"/run/user/7/doc/by-app/org.example/1a2b/x", "", ""},
+      {"/run/user/7/doc/1a2b", "", ""},
+      {"/run/user/7/doc/1a2b/", "", ""},
+      {"/run/user/7/doc//x", "", ""},
+      {"/run/user/7/doc", "", ""},
+      {"/run/user/7/docs/1a2b/x", "", ""},
+      {"/run/user/8/doc/1a2b/x", "", ""},
+      {"/x/run/user/7/doc/1a2b/x", "", ""},
+      {"/", "", ""},
+      {"", "", ""},
+  };
+  for (const auto& c : cases) {
+    const platform::PortalDocument document = platform::PortalDocumentOf(c.path);
+    EXPECT_EQ(document.id, c.id) << c.path;
+    EXPECT_EQ(document.rest, c.rest) << c.path;
+  }
+}
+
+TEST(DocumentPortal, WithoutARuntimeFolderNothingIsADocument) {
+  for (const char* folder : {static_cast<const char*>(nullptr), "", "relative"}) {
+    const EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder);
+    EXPECT_EQ(platform::PortalDocumentOf("/doc/1a2b/x").id, "");
+    EXPECT_EQ(platform::PortalDocumentOf("relative/doc/1a2b/x").id, "");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,34 @@
+#include <tillvane/platform/linux/durable_folder_linux.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include <tillvane/platform/linux/descriptor_linux.h>
+
+namespace platform {
+
+std::string ParentOf(const std::string& path) {
+  const std::string::size_type slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+bool SyncFolder(const std::string& path) {
+  const Descriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!folder.IsOpen()) return errno == EACCES;
+  return fsync(folder.Get()) == 0 || errno == EINVAL;
+}
+
+bool MakeSyncedFolder(const std::string& path) {
+  if (mkdir(path.c_str(), 0700) == 0) return SyncFolder(ParentOf(path));
+  if (errno != EEXIST) return false;
+  struct stat info;
+  if (stat(path.c_str(), &info) != 0) return false;
+  errno = ENOTDIR;
+  return S_ISDIR(info.st_mode);
+}
+
+}  // namespace platform

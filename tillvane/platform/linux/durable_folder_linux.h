@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+/// \file
+/// Folders whose names last through a loss of power.
+
+namespace platform {
+
+/// The folder that a path lies in.
+std::string ParentOf(const std::string& path);
+
+/// Makes the names in a folder last. A folder that may be searched but not read, and a file system that syncs no
+/// folders, cannot promise more than they do. \return false with errno
+bool SyncFolder(const std::string& path);
+
+/// Makes a folder, for the user alone; one that stands is left as it is. Its parent has to be there.
+/// \return false with errno
+bool MakeSyncedFolder(const std::string& path);
+
+}  // namespace platform
