@@ -7,6 +7,9 @@ namespace bench {
 /// Signal objects beside eventfd, condition variables and bare system calls.
 void RunSignalFamily(const Options& options, Goals* goals);
 
+/// Named signals beside bare local sockets.
+void RunNamedFamily(const Options& options, Goals* goals);
+
 /// The event queue beside GLib's and asio's.
 void RunEventsFamily(const Options& options, Goals* goals);
 

@@ -31,6 +31,15 @@ constexpr Family kFamilies[] = {
     {"commands", bench::RunCommandsFamily},
     {"net", bench::RunNetFamily},
     {"tick", bench::RunTickFamily},
+    {"signal", bench::RunSignalFamily},       {"events", bench::RunEventsFamily},
+    {"dispatch", bench::RunDispatchFamily},   {"threads", bench::RunThreadsFamily},
+    {"locks", bench::RunLocksFamily},         {"format", bench::RunFormatFamily},
+    {"charsets", bench::RunCharsetsFamily},   {"strings", bench::RunStringsFamily},
+    {"textfiles", bench::RunTextFilesFamily}, {"paths", bench::RunPathsFamily},
+    {"files", bench::RunFilesFamily},         {"folders", bench::RunFoldersFamily},
+    {"copies", bench::RunCopiesFamily},       {"processes", bench::RunProcessesFamily},
+    {"commands", bench::RunCommandsFamily},   {"net", bench::RunNetFamily},
+    {"tick", bench::RunTickFamily},           {"named", bench::RunNamedFamily},
 };
 
 struct CommandLine {

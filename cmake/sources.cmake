@@ -13,6 +13,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/core/LProcessRun.h
   tillvane/core/LQueuedNotify.h
   tillvane/core/LSignalObject.h
+  tillvane/core/LSignalObjectNamed.h
   tillvane/core/LSystemLockMutex.h
   tillvane/core/LThread.h
   tillvane/core/LThreadNotifyInterface.h
@@ -20,6 +21,7 @@ set(TILLVANE_PUBLIC_HEADERS
   tillvane/diag/LDebugOutput.h
   tillvane/diag/LDebugSignals.h
   tillvane/diag/LDebugThread.h
+  tillvane/diag/LHangDetector.h
   tillvane/files/LFile.h
   tillvane/files/LFileFolderIterator.h
   tillvane/files/LFileTypes.h
@@ -78,6 +80,7 @@ set(TILLVANE_SOURCES
   tillvane/core/process_run.cpp
   tillvane/core/queued_notify.cpp
   tillvane/core/signal_object.cpp
+  tillvane/core/signal_object_named.cpp
   tillvane/core/sleep_for.cpp
   tillvane/core/system_lock_mutex.cpp
   tillvane/core/thread.cpp
@@ -86,6 +89,7 @@ set(TILLVANE_SOURCES
   tillvane/diag/crash_report.cpp
   tillvane/diag/crash_stack.cpp
   tillvane/diag/description.cpp
+  tillvane/diag/hang_detector.cpp
   tillvane/diag/library_load.cpp
   tillvane/diag/loaded_modules.cpp
   tillvane/diag/output.cpp
@@ -203,6 +207,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/process_run_test.cpp
   tillvane/core/queued_notify_test.cpp
   tillvane/core/signal_object_group_test.cpp
+  tillvane/core/signal_object_named_test.cpp
   tillvane/core/signal_object_test.cpp
   tillvane/core/system_lock_mutex_test.cpp
   tillvane/core/thread_notify_interface_test.cpp
@@ -211,6 +216,7 @@ set(TILLVANE_TEST_SOURCES
   tillvane/core/thread_stress_test.cpp
   tillvane/core/thread_test.cpp
   tillvane/diag/description_test.cpp
+  tillvane/diag/hang_detector_test.cpp
   tillvane/diag/loaded_modules_test.cpp
   tillvane/diag/output_test.cpp
   tillvane/diag/signal_safe_text_test.cpp

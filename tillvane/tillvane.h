@@ -13,6 +13,7 @@
 #include <tillvane/core/LProcessRun.h>
 #include <tillvane/core/LQueuedNotify.h>
 #include <tillvane/core/LSignalObject.h>
+#include <tillvane/core/LSignalObjectNamed.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/LThread.h>
 #include <tillvane/core/LThreadNotifyInterface.h>
@@ -20,6 +21,7 @@
 #include <tillvane/diag/LDebugOutput.h>
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/LDebugThread.h>
+#include <tillvane/diag/LHangDetector.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LFileFolderIterator.h>
 #include <tillvane/files/LFileTypes.h>

@@ -20,6 +20,10 @@ FOLDERS = ["text", "core", "system", "files", "net", "diag", "store"]
 
 # Files that reach up, and why: (file, what it includes): reason. One that is not needed any more is a finding.
 REACHES_UP = {
+    ("tillvane/core/signal_object_named.cpp", "tillvane/files/LFile.h"):
+        "a named signal's socket lies in the user's data folder",
+    ("tillvane/core/signal_object_named_test.cpp", "tillvane/files/LFile.h"):
+        "where a named signal's socket lies",
     ("tillvane/core/thread.cpp", "tillvane/diag/registered_thread.h"):
         "a thread of the toolkit is registered, and can report a crash, from its first moment to its last",
     ("tillvane/net/tcp_listener.cpp", "tillvane/diag/LDebugThread.h"):

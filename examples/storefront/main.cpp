@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <optional>
 
+#include <tillvane/tillvane.h>
+
 #include "host_process.h"
 #include "options.h"
 #include "progress_line.h"
@@ -30,9 +32,25 @@ void OpenStandardDescriptors() {
   }
 }
 
+/// For as long as this lives, a run that ends without its end is one that the next run hears of.
+class WatchedRun {
+ public:
+  WatchedRun() {
+    LDebugHangDetectorInit();
+    if (!gLHangDetector.FoundUncleanEnd()) return;
+    std::puts("Welcome back: the last run ended uncleanly.");
+    // The first call has only taken the last run's marker away.
+    LDebugHangDetectorInit();
+  }
+  ~WatchedRun() { LDebugHangDetectorDestroy(); }
+  WatchedRun(const WatchedRun&) = delete;
+  WatchedRun& operator=(const WatchedRun&) = delete;
+};
+
 bool RunSession(storefront::HostProcess& process, storefront::ProgressLine& progress,
                 const storefront::Options& options) {
   std::puts("The storefront: a host that sells itself.");
+  const WatchedRun watched;
   if (options.script) return storefront::RunScript(process, progress, options.base, *options.script);
   storefront::RunMenu(process, progress, options.base);
   return true;

@@ -1,6 +1,8 @@
-// Loads the library named by its argument, unloads it, and says each time whether it is mapped.
+// Loads the library named by its first argument, lets it leave the marker of a run, which is the second one, unloads
+// it, and says each time whether it is mapped and the marker there.
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -17,17 +19,24 @@ bool IsMapped(const std::string& path) {
   return false;
 }
 
+void Tell(const char* library, const char* marker) {
+  std::printf("mapped %d, marker %d\n", IsMapped(library), access(marker, F_OK) == 0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) return 2;
+  if (argc != 3) return 2;
   void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     std::fprintf(stderr, "%s\n", dlerror());
     return 1;
   }
-  std::printf("mapped %d\n", IsMapped(argv[1]));
+  auto* const init = reinterpret_cast<void (*)()>(dlsym(library, "_Z22LDebugHangDetectorInitv"));
+  if (init == nullptr) return 1;
+  init();
+  Tell(argv[1], argv[2]);
   if (dlclose(library) != 0) return 1;
-  std::printf("mapped %d\n", IsMapped(argv[1]));
+  Tell(argv[1], argv[2]);
   return 0;
 }

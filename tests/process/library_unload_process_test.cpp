@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/child_process.h>
+#include <tests/support/temp_folder.h>
 
 namespace {
 
-TEST(LibraryUnload, NothingOfItStaysInTheProcess) {
-  const support::ProcessResult host = support::RunProcess({TILLVANE_TEST_HELPER, TILLVANE_TEST_LIBRARY}, 20000);
+TEST(LibraryUnload, NothingOfItStaysInTheProcessNorItsMarker) {
+  const support::TempFolder folder;
+  const support::ProcessResult host =
+      support::RunProcess({TILLVANE_TEST_HELPER, TILLVANE_TEST_LIBRARY, folder.File("_tillvane_rl_somebody")}, 20000,
+                          {"TMPDIR=" + folder.Path(), "LOGNAME=somebody"});
   EXPECT_EQ(host.exit_code, 0) << host.errors;
-  EXPECT_EQ(host.output, "mapped 1\nmapped 0\n");
+  EXPECT_EQ(host.output, "mapped 1, marker 1\nmapped 0, marker 0\n");
 }
 
 }  // namespace

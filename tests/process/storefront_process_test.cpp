@@ -51,6 +51,8 @@ class StorefrontTest : public testing::Test {
             "TERM=xterm",
             "HOME=" + folder_.Path(),
             "XDG_DATA_HOME=" + folder_.Path(),
+            "TMPDIR=" + folder_.Path(),
+            "LOGNAME=somebody",
             "TILLVANE_STORE_CATALOG=",
             "TILLVANE_STORE_LEDGER=",
             "TILLVANE_STORE_LOCALE=",
@@ -245,6 +247,32 @@ TEST_F(StorefrontTest, CtrlCEndsAPause) {
   child.Signal(SIGINT);
   ASSERT_TRUE(child.WaitForEnd(kEndMs));
   EXPECT_EQ(child.ExitCode(), 130);
+}
+
+TEST_F(StorefrontTest, AnUncleanEndIsToldByTheNextRun) {
+  WriteCatalogue();
+  constexpr const char* greeting = "the last run ended uncleanly";
+  for (int round = 0; round < 2; ++round) {
+    // A run that has greeted is watched again.
+    ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
+    ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
+    EXPECT_EQ(child.Output().find(greeting) != std::string::npos, round != 0) << child.Output();
+    child.Signal(SIGKILL);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs));
+  }
+  EXPECT_THAT(RunScript("price").output, HasSubstr(greeting));
+  EXPECT_THAT(RunScript("price").output, Not(HasSubstr(greeting)));
+}
+
+TEST_F(StorefrontTest, EveryOtherEndIsACleanOne) {
+  WriteCatalogue();
+  ChildProcess child(Command({"--script", "pause:3600000"}), Environment());
+  ASSERT_TRUE(child.WaitForOutput("> pause:3600000\n", kEndMs));
+  child.Signal(SIGINT);
+  ASSERT_TRUE(child.WaitForEnd(kEndMs));
+  EXPECT_THAT(RunScript("buy").output, Not(HasSubstr("uncleanly"))) << "after Ctrl-C";
+  EXPECT_EQ(RunScript("buy").exit_code, 1);
+  EXPECT_THAT(RunScript("price").output, Not(HasSubstr("uncleanly"))) << "after a failed step";
 }
 
 TEST_F(StorefrontTest, BrokenCatalogueIsOneLineThatNamesFileAndPlace) {

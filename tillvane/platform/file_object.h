@@ -17,7 +17,8 @@ int ClearFileFlags(const char* path);
 
 enum class OpenFor {
   kReading,
-  kReplacing,  ///< reading and writing; made when it is missing, and emptied as soon as the lock is held
+  kReadingOwn,  ///< as kReading, but a link is not followed (ELOOP), and EPERM for all but a file of this user's own
+  kReplacing,   ///< reading and writing; made when it is missing, and emptied as soon as the lock is held
 };
 
 enum class FileLock { kShared, kExclusive };
@@ -28,6 +29,13 @@ enum class FileLock { kShared, kExclusive };
 /// \return the descriptor, or -1 with errno: EAGAIN when somebody else has a lock that excludes this one, EOPNOTSUPP
 ///   for what is neither a file nor a folder
 int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mode);
+
+/// Makes a file, open for reading and writing, that has its content and an exclusive lock when others first see it: in
+/// one step where the file system can keep a file that has no name yet, otherwise locked as soon as it is there. What
+/// the disk has no room for is missing.
+/// \param path an absolute one, where nothing may be: EEXIST
+/// \return the descriptor, or -1 with errno
+int CreateLocked(const char* path, const void* content, unsigned long size, unsigned int mode);
 
 /// May a file have parts that take no room and read as zeros?
 bool MayHaveHoles(int file);

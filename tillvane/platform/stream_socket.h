@@ -1,10 +1,11 @@
 #pragma once
 
 /// \file
-/// IPv4 TCP sockets, as far as systems make them in different ways. A descriptor that is given is the caller's to
-/// close; a failure is -1 with errno. Any thread.
+/// IPv4 TCP sockets and local ones, as far as systems make them in different ways. A descriptor that is given is the
+/// caller's to close; a failure is -1 with errno. Any thread.
 
 #include <netinet/in.h>
+#include <sys/un.h>
 
 namespace platform {
 
@@ -12,8 +13,17 @@ namespace platform {
 /// gives no signal.
 int OpenStreamSocket();
 
-/// Takes the next waiting connection, as a socket that is like one of OpenStreamSocket().
+/// Takes the next waiting connection, TCP or local, as a socket that is like one of OpenStreamSocket().
 int AcceptStream(int listening);
+
+/// Opens a socket between processes of this machine: it blocks, and is closed on exec. As to signals it is like one of
+/// OpenStreamSocket().
+int OpenLocalSocket();
+
+/// Binds a local socket to a path, where nothing may be. Its file is of mode 0600 from the moment that anybody can
+/// connect to it, whatever the process's mask lets through, and the mask is left alone: other threads make files too.
+/// \return 0
+int BindLocalSocket(int socket, const sockaddr_un& address);
 
 /// What `send` is given so that writing to a closed peer gives no signal; 0 where sockets are told.
 int NoSignalSendFlag();

@@ -9,6 +9,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 #include <tillvane/platform/file_object.h>
 #include <tillvane/platform/linux/descriptor_linux.h>
@@ -49,12 +51,31 @@ constexpr int kOpenTries = 100;
 
 enum class Locked { kYes, kNo, kReplaced };
 
+int FlagsFor(OpenFor purpose) {
+  switch (purpose) {
+    case OpenFor::kReading:
+      return O_RDONLY;
+    case OpenFor::kReadingOwn:
+      return O_RDONLY | O_NOFOLLOW;
+    case OpenFor::kReplacing:
+      return O_RDWR | O_CREAT;
+  }
+  return O_RDONLY;
+}
+
+/// \return 0, or the errno of what is not to be locked
+int RefusalOf(const struct stat& opened, OpenFor purpose) {
+  const bool is_file = S_ISREG(opened.st_mode);
+  if (purpose == OpenFor::kReadingOwn) return is_file && opened.st_uid == geteuid() ? 0 : EPERM;
+  return is_file || S_ISDIR(opened.st_mode) ? 0 : EOPNOTSUPP;
+}
+
 /// Locks an open file, if the path still leads to it.
-Locked LockAt(const char* path, int file, FileLock lock) {
+Locked LockAt(const char* path, int file, OpenFor purpose, FileLock lock) {
   struct stat opened, there;
   if (fstat(file, &opened) != 0) return Locked::kNo;
-  if (!S_ISREG(opened.st_mode) && !S_ISDIR(opened.st_mode)) {
-    errno = EOPNOTSUPP;
+  if (const int refusal = RefusalOf(opened, purpose)) {
+    errno = refusal;
     return Locked::kNo;
   }
   if (flock(file, (lock == FileLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) return Locked::kNo;
@@ -65,11 +86,10 @@ Locked LockAt(const char* path, int file, FileLock lock) {
 }  // namespace
 
 int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mode) {
-  const int flags = purpose == OpenFor::kReading ? O_RDONLY : O_RDWR | O_CREAT;
   for (int i = 0; i < kOpenTries; ++i) {
-    Descriptor file(open(path, flags | O_NONBLOCK | O_CLOEXEC, mode));
+    Descriptor file(open(path, FlagsFor(purpose) | O_NONBLOCK | O_CLOEXEC, mode));
     if (!file.IsOpen()) return -1;
-    const Locked locked = LockAt(path, file.Get(), lock);
+    const Locked locked = LockAt(path, file.Get(), purpose, lock);
     if (locked == Locked::kReplaced) continue;
     if (locked == Locked::kNo) return -1;
     // Not by O_TRUNC: a file that another one holds is left as it is.
@@ -77,6 +97,45 @@ int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mo
     return file.Release();
   }
   errno = EAGAIN;
+  return -1;
+}
+
+namespace {
+
+/// \return the folder of an absolute path, with a slash at its end
+std::string FolderOf(const char* path) {
+  const char* const slash = std::strrchr(path, '/');
+  return slash == nullptr ? std::string() : std::string(path, slash + 1);
+}
+
+/// Locks a new file and writes its content.
+bool LockAndFill(int file, const void* content, unsigned long size) {
+  if (flock(file, LOCK_EX | LOCK_NB) != 0) return false;
+  [[maybe_unused]] const ssize_t written = write(file, content, size);
+  return true;
+}
+
+/// Gives a file that has no name one, where nothing is yet. Its number in /proc is the one way that needs no privilege.
+bool Name(int file, const char* path) {
+  const std::string unnamed = "/proc/self/fd/" + std::to_string(file);
+  return linkat(AT_FDCWD, unnamed.c_str(), AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+}
+
+}  // namespace
+
+int CreateLocked(const char* path, const void* content, unsigned long size, unsigned int mode) {
+  Descriptor unnamed(open(FolderOf(path).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+  if (unnamed.IsOpen() && LockAndFill(unnamed.Get(), content, size)) {
+    if (Name(unnamed.Get(), path)) return unnamed.Release();
+    if (errno == EEXIST) return -1;
+  }
+  // Not every file system has files without names, nor every system /proc.
+  Descriptor file(open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  if (!file.IsOpen()) return -1;
+  if (LockAndFill(file.Get(), content, size)) return file.Release();
+  const int error = errno;
+  unlink(path);
+  errno = error;
   return -1;
 }
 

@@ -1,12 +1,15 @@
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/platform/file_object.h>
@@ -87,6 +90,67 @@ TEST(FileObjectLinuxWithoutAttributes, TheTextIsSavedAndTheAnswerIsMinusOne) {
   prctl(PR_GET_NAME, after);
   prctl(PR_SET_NAME, before);
   EXPECT_STREQ(after, "saved");
+}
+
+// --- Files with their locks ---
+
+using platform::FileLock;
+using platform::OpenFor;
+
+TEST(LockedFileLinux, ANewOneHasItsContentItsModeAndItsLock) {
+  const TempFolder folder;
+  const std::string path = folder.File("file");
+  const int file = platform::CreateLocked(path.c_str(), "content", 7, 0640);
+  ASSERT_GE(file, 0);
+  EXPECT_EQ(fcntl(file, F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(fcntl(file, F_GETFL) & O_ACCMODE, O_RDWR);
+  EXPECT_EQ(support::Contents(path), "content");
+  EXPECT_EQ(support::Mode(path), 0640U);
+  EXPECT_EQ(platform::OpenLocked(path.c_str(), OpenFor::kReading, FileLock::kShared, 0), -1);
+  EXPECT_EQ(errno, EAGAIN);
+  close(file);
+}
+
+TEST(LockedFileLinux, ANewOneReplacesNothingAndFollowsNoLink) {
+  const TempFolder folder;
+  ASSERT_EQ(symlink(folder.File("target").c_str(), folder.File("link").c_str()), 0);
+  folder.Write("file", "kept");
+  for (const char* name : {"file", "link"}) {
+    EXPECT_EQ(platform::CreateLocked(folder.File(name).c_str(), "content", 7, 0600), -1);
+    EXPECT_EQ(errno, EEXIST);
+  }
+  EXPECT_EQ(support::Contents(folder.File("file")), "kept");
+  EXPECT_FALSE(support::IsThere(folder.File("target")));
+  for (const std::string& path : {folder.File("missing/file"), std::string()}) {
+    EXPECT_EQ(platform::CreateLocked(path.c_str(), "", 0, 0600), -1);
+    EXPECT_EQ(errno, ENOENT);
+  }
+}
+
+TEST(LockedFileLinux, OnesOwnIsAFileAndNoLinkAndNobodyElses) {
+  const TempFolder folder;
+  const std::string file = folder.Write("file", "content");
+  ASSERT_EQ(symlink(file.c_str(), folder.File("link").c_str()), 0);
+  ASSERT_EQ(mkfifo(folder.File("pipe").c_str(), 0600), 0);
+  const auto open_own = [&](const std::string& path) {
+    return platform::OpenLocked(path.c_str(), OpenFor::kReadingOwn, FileLock::kShared, 0);
+  };
+  struct Case {
+    const char* name;
+    int error;
+  };
+  for (const Case& one : {Case{"link", ELOOP}, Case{"pipe", EPERM}, Case{".", EPERM}, Case{"missing", ENOENT}}) {
+    errno = 0;
+    EXPECT_EQ(open_own(folder.File(one.name)), -1) << one.name;
+    EXPECT_EQ(errno, one.error) << one.name;
+  }
+  const int own = open_own(file);
+  EXPECT_GE(own, 0);
+  close(own);
+  if (geteuid() != 0) return;
+  ASSERT_EQ(chown(file.c_str(), 65534, 65534), 0);
+  EXPECT_EQ(open_own(file), -1);
+  EXPECT_EQ(errno, EPERM);
 }
 
 }  // namespace

@@ -1,14 +1,21 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/environment_variable.h>
+#include <tests/support/files.h>
+#include <tests/support/local_sockets.h>
 #include <tests/support/sockets.h>
+#include <tests/support/temp_folder.h>
+#include <tillvane/core/LSignalObjectNamed.h>
 #include <tillvane/platform/stream_socket.h>
 
 namespace {
@@ -41,6 +48,46 @@ TEST(StreamSocket, AcceptingFailsWithTheSystemsError) {
   EXPECT_EQ(errno, EAGAIN);
   EXPECT_EQ(platform::AcceptStream(-1), -1);
   EXPECT_EQ(errno, EBADF);
+}
+
+TEST(StreamSocket, ALocalOneBlocksAndIsNotInherited) {
+  const LIPSocketTCP socket(platform::OpenLocalSocket());
+  int domain = 0, type = 0;
+  socklen_t size = sizeof domain;
+  ASSERT_EQ(getsockopt(socket.Descriptor(), SOL_SOCKET, SO_DOMAIN, &domain, &size), 0);
+  ASSERT_EQ(getsockopt(socket.Descriptor(), SOL_SOCKET, SO_TYPE, &type, &size), 0);
+  EXPECT_EQ(domain, AF_UNIX);
+  EXPECT_EQ(type, SOCK_STREAM);
+  EXPECT_EQ(fcntl(socket.Descriptor(), F_GETFL) & O_NONBLOCK, 0);
+  EXPECT_EQ(fcntl(socket.Descriptor(), F_GETFD), FD_CLOEXEC);
+}
+
+TEST(StreamSocket, TheFileOfALocalOneIsItsOwnersWhateverTheMask) {
+  const support::TempFolder folder;
+  const std::string path = folder.File("socket");
+  for (const mode_t mask : {0000u, 0022u, 0077u, 0177u}) {
+    SCOPED_TRACE(mask);
+    const mode_t before = umask(mask);
+    const LIPSocketTCP socket(platform::OpenLocalSocket());
+    EXPECT_EQ(platform::BindLocalSocket(socket.Descriptor(), support::LocalAddress(path)), 0);
+    EXPECT_EQ(umask(before), mask) << "it is left alone";
+    EXPECT_EQ(support::Mode(path), 0600U);
+    const LIPSocketTCP second(platform::OpenLocalSocket());
+    EXPECT_EQ(platform::BindLocalSocket(second.Descriptor(), support::LocalAddress(path)), -1);
+    EXPECT_EQ(errno, EADDRINUSE);
+    unlink(path.c_str());
+  }
+  EXPECT_EQ(platform::BindLocalSocket(-1, support::LocalAddress(path)), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
+// Here an address without a path is one of the abstract names, which any user may take and connect to.
+TEST(StreamSocket, NoNamedSignalIsSentToAnAbstractName) {
+  const support::TempFolder folder;
+  const support::EnvironmentVariable data_home("XDG_DATA_HOME", folder.Path().c_str());
+  const support::LocalListener listener("");
+  LSignalObjectNamed(std::string(200, 'n').c_str()).Signal();
+  EXPECT_FALSE(listener.HasConnection());
 }
 
 TEST(StreamSocket, TheFlagIsTheOneThatKeepsSendFromSIGPIPE) { EXPECT_EQ(platform::NoSignalSendFlag(), MSG_NOSIGNAL); }
