@@ -25,11 +25,16 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
+  tillvane/platform/mac/store_observer_mac.mm
+  tillvane/platform/mac/store_request_delegate_mac.mm
+  tillvane/platform/mac/store_service_mac.mm
   tillvane/platform/mac/stream_socket_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
+  tillvane/platform/mac/tillvane_manager_mac.mm
   tillvane/platform/posix/child_program_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )

@@ -143,9 +143,6 @@ set(TILLVANE_SOURCES
   tillvane/net/socket_receive.cpp
   tillvane/net/socket_send.cpp
   tillvane/net/tcp_listener.cpp
-  tillvane/store/store_observer.cpp
-  tillvane/store/store_request_delegate.cpp
-  tillvane/store/tillvane_manager.cpp
   tillvane/store/tillvane_store.cpp
   tillvane/system/application_bundle.cpp
   tillvane/system/cf_bundle.cpp
@@ -191,6 +188,15 @@ set(TILLVANE_SOURCES
   tillvane/text/utf8_paths.cpp
   tillvane/text/vector.cpp
 )
+
+# What listens to a store in C++; StoreKit's listeners are Objective-C, in tillvane/platform/mac.
+if(NOT APPLE)
+  list(APPEND TILLVANE_SOURCES
+    tillvane/store/store_observer.cpp
+    tillvane/store/store_request_delegate.cpp
+    tillvane/store/tillvane_manager.cpp
+  )
+endif()
 
 # A unit test stands beside its source.
 set(TILLVANE_TEST_SOURCES

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include <tillvane/platform/linux/money_linux.h>
 #include <tillvane/platform/linux/store_catalogue_linux.h>
 #include <tillvane/platform/money.h>
 

@@ -43,7 +43,22 @@ REACHES_UP = {
 }
 
 # What backends need of the portable folders: (file, what it includes): reason. The same holds.
-BACKEND_NEEDS = {}
+BACKEND_NEEDS = {
+    ("tillvane/platform/linux/store_service_linux.cpp", "tillvane/store/tillvane_manager.h"):
+        "the local store is what a bridge of nobody's choosing listens to",
+    ("tillvane/platform/mac/store_observer_mac.h", "tillvane/core/LProcessInterface.h"):
+        "StoreKit tells Objective-C objects only: what listens for the bridge, and waits, is the backend's",
+    ("tillvane/platform/mac/store_observer_mac.mm", "tillvane/store/store_rules.h"):
+        "it listens by the rules of every listener",
+    ("tillvane/platform/mac/store_request_delegate_mac.h", "tillvane/core/LProcessInterface.h"):
+        "as the observer",
+    ("tillvane/platform/mac/store_request_delegate_mac.mm", "tillvane/store/store_rules.h"):
+        "as the observer",
+    ("tillvane/platform/mac/tillvane_manager_mac.mm", "tillvane/store/store_rules.h"):
+        "as the observer",
+    ("tillvane/platform/mac/tillvane_manager_mac.mm", "tillvane/store/tillvane_manager.h"):
+        "the manager of those objects releases them as their language does",
+}
 
 SYSTEMS = ["linux", "mac", "posix"]
 

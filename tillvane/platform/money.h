@@ -7,14 +7,6 @@
 
 namespace platform {
 
-/// The currency that is used in a country.
-/// \param country ISO 3166 alpha-3, for example "USA"
-/// \return the ISO 4217 code, empty when the country is unknown
-std::string CurrencyOfCountry(const std::string& country);
-
-/// Is this a locale that the system knows by its language?
-bool IsLocaleKnown(const std::string& locale);
-
 /// An amount in a currency as people of a locale write it, rounded to the currency's digits.
 /// \param locale for example "de_DE"
 /// \return the amount, a space and the currency's code when the system cannot do better; never empty

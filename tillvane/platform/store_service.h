@@ -32,6 +32,7 @@ struct StoreTransaction {
   long error_code = 0;  ///< of a failed transaction
 };
 
+/// Hears a products request's answer.
 class ProductsRequestDelegate {
  public:
   virtual void ProductsReceived(const std::vector<StoreProduct>& products) = 0;
@@ -40,6 +41,7 @@ class ProductsRequestDelegate {
   ~ProductsRequestDelegate() = default;
 };
 
+/// Hears of the payment queue's transactions.
 class TransactionObserver {
  public:
   virtual void UpdatedTransactions(const std::vector<StoreTransaction>& transactions) = 0;
@@ -50,6 +52,7 @@ class TransactionObserver {
   ~TransactionObserver() = default;
 };
 
+/// A store that C++ objects listen to.
 class StoreService {
  public:
   virtual ~StoreService() = default;
@@ -70,8 +73,8 @@ class StoreService {
   virtual bool CanMakePayments() = 0;
 };
 
-/// The store of this system.
-StoreService& SystemStoreService();
+/// May this user make payments in the system's store?
+bool CanMakePayments();
 
 /// Asks the user before a purchase; \see TillvaneSetPurchaseConfirmation. Nothing where the system's store asks itself.
 void SetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void* data), void* data);

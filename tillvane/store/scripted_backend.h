@@ -10,15 +10,12 @@
 #include <tillvane/store/store_scenarios.h>
 #include <tillvane/store/tillvane_manager.h>
 
-/// The scenarios' backend on the scripted store.
-class ScriptedBackend final : public StoreBackend {
+/// The scenarios' backend on the scripted store, whoever listens to it.
+class ScriptedAnswers : public StoreBackend {
  public:
-  ScriptedBackend() {
-    Sell({});
-    AnswerPurchases(platform::TransactionState::kPurchased, 0);
-  }
-  std::unique_ptr<StoreBridge> MakeBridge() override {
-    return std::make_unique<StoreBridgeOf<TillvaneManager>>(store_);
+  ScriptedAnswers() {
+    store_.on_request = [](const std::string&) { return Products(); };
+    AnswerPurchasesWith(platform::TransactionState::kPurchased, 0);
   }
   bool Pump() override { return store_.Pump(); }
   std::optional<StoreCounts> Counts() override {
@@ -35,8 +32,7 @@ class ScriptedBackend final : public StoreBackend {
     };
   }
   Unable AnswerPurchases(platform::TransactionState state, long error_code) override {
-    store_.on_payment = {ScriptedStore::Tell({{1, platform::TransactionState::kPurchasing, kProduct, 0}}),
-                         ScriptedStore::Tell({{1, state, kProduct, error_code}})};
+    AnswerPurchasesWith(state, error_code);
     return nullptr;
   }
   Unable AnswerRestores(RestoreScript script) override {
@@ -72,7 +68,20 @@ class ScriptedBackend final : public StoreBackend {
   ScriptedStore& Store() { return store_; }
 
  private:
+  void AnswerPurchasesWith(platform::TransactionState state, long error_code) {
+    store_.on_payment = {ScriptedStore::Tell({{1, platform::TransactionState::kPurchasing, kProduct, 0}}),
+                         ScriptedStore::Tell({{1, state, kProduct, error_code}})};
+  }
+
   static constexpr char kProduct[] = "org.example.viewer.paid";
 
   ScriptedStore store_;
+};
+
+/// Bridges whose listeners are C++ listen to the scripted store itself.
+class ScriptedBackend final : public ScriptedAnswers {
+ public:
+  std::unique_ptr<StoreBridge> MakeBridge() override {
+    return std::make_unique<StoreBridgeOf<TillvaneManager>>(Store());
+  }
 };

@@ -81,7 +81,9 @@ class ScriptedStore : public platform::StoreService {
     log.push_back("request " + identifier);
     const int request = ++last_request_;
     requests_[request] = &delegate;
-    if (on_request) Queue([this, request, products = on_request(identifier)] { Answer(request, products); });
+    if (!on_request) return;
+    const Products products = on_request(identifier);
+    Queue([this, request, products] { Answer(request, products); });
   }
   void Withdraw(platform::ProductsRequestDelegate& delegate) override {
     log.emplace_back("withdraw delegate");

@@ -246,7 +246,7 @@ TEST_F(StoreBridgeTest, NoBridgeIsNoCrash) {
   EXPECT_EQ(TillvanePurchaseApplication(nullptr, process_, true), 2);
   EXPECT_EQ(process_.waits, std::vector<unsigned int>());
   EXPECT_EQ(process_.errors, Lines());
-  EXPECT_EQ(TillvaneIsAbleToMakePayments(nullptr, process_), platform::SystemStoreService().CanMakePayments());
+  EXPECT_EQ(TillvaneIsAbleToMakePayments(nullptr, process_), platform::CanMakePayments());
 }
 
 TEST_F(StoreBridgeTest, ANullBufferIsNotWrittenTo) {

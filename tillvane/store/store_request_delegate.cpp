@@ -31,7 +31,7 @@ TillvaneStoreRequestDelegate::TillvaneStoreRequestDelegate(platform::StoreServic
 TillvaneStoreRequestDelegate::~TillvaneStoreRequestDelegate() { store_.Withdraw(*this); }
 
 void TillvaneStoreRequestDelegate::GetProductInfo(const char* base, LProcessInterface* process) {
-  strProductID = store::ProductIdentifier(base != nullptr ? base : "");
+  strProductID = store::ProductIdentifier(base);
   store_.StartProductsRequest(strProductID, *this);
   store::WaitForProducts(soReceivedProductsInfo, *process);
 }

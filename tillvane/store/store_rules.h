@@ -34,7 +34,10 @@ inline constexpr unsigned int kAnswerWaitMs = 60000;
 inline constexpr char kProductSuffix[] = ".paid";
 inline constexpr char kPurchaseFailedText[] = "Purchase failed for unknown reasons";
 
-inline std::string ProductIdentifier(const char* base) { return std::string(base) + kProductSuffix; }
+/// \param base UTF-8; null is empty
+inline std::string ProductIdentifier(const char* base) {
+  return std::string(base != nullptr ? base : "") + kProductSuffix;
+}
 
 /// What a transaction asks of the observer.
 enum class Step { kLeave, kComplete, kFail, kRestore };

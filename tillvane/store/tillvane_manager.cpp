@@ -1,25 +1,23 @@
 #include <tillvane/store/tillvane_manager.h>
 
-#include <cstddef>
+#include <memory>
 
 #include <tillvane/store/store_observer.h>
 #include <tillvane/store/store_request_delegate.h>
 #include <tillvane/store/store_rules.h>
 
-struct TillvaneManagerLayout {
-  static_assert(offsetof(TillvaneManager, observer_) == 0);
-  static_assert(offsetof(TillvaneManager, request_delegate_) == sizeof(void*));
-  static_assert(sizeof(TillvaneManager) == 2 * sizeof(void*));
-};
-
-TillvaneManager::TillvaneManager(platform::StoreService& store)
-    : observer_(std::make_unique<TillvaneStoreObserver>(store)),
-      request_delegate_(std::make_unique<TillvaneStoreRequestDelegate>(store)) {
-  store.AddTransactionObserver(*observer_);
+TillvaneManager::TillvaneManager(platform::StoreService& store) {
+  auto observer = std::make_unique<TillvaneStoreObserver>(store);
+  auto request_delegate = std::make_unique<TillvaneStoreRequestDelegate>(store);
+  store.AddTransactionObserver(*observer);
+  observer_ = observer.release();
+  request_delegate_ = request_delegate.release();
 }
 
-// Members end from the last to the first, which is the order that is promised.
-TillvaneManager::~TillvaneManager() = default;
+TillvaneManager::~TillvaneManager() {
+  delete request_delegate_;
+  delete observer_;
+}
 
 int TillvaneManager::GetPrice(LProcessInterface& process, char* utf8, const char* base) const {
   return store::GetPrice(*request_delegate_, process, utf8, base);

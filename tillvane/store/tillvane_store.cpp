@@ -6,7 +6,7 @@
 #include <tillvane/store/store_rules.h>
 #include <tillvane/store/tillvane_manager.h>
 
-TillvaneManager* TillvaneInit() { return std::make_unique<TillvaneManager>(platform::SystemStoreService()).release(); }
+TillvaneManager* TillvaneInit() { return std::make_unique<TillvaneManager>().release(); }
 
 void TillvaneDestroy(TillvaneManager* manager) { const std::unique_ptr<TillvaneManager> owner(manager); }
 
@@ -19,9 +19,7 @@ int TillvanePurchaseApplication(TillvaneManager* manager, LProcessInterface& pro
 }
 
 // Asked of the store itself: a host may want to know before it has made a bridge.
-bool TillvaneIsAbleToMakePayments(TillvaneManager*, LProcessInterface&) {
-  return platform::SystemStoreService().CanMakePayments();
-}
+bool TillvaneIsAbleToMakePayments(TillvaneManager*, LProcessInterface&) { return platform::CanMakePayments(); }
 
 void TillvaneSetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void* data), void* data) {
   platform::SetPurchaseConfirmation(ask, data);

@@ -1,3 +1,4 @@
+#include <tillvane/platform/linux/money_linux.h>
 #include <tillvane/platform/money.h>
 
 #include <gtest/gtest.h>

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include <tillvane/platform/linux/json_reader_linux.h>
+#include <tillvane/platform/linux/money_linux.h>
 #include <tillvane/platform/linux/small_file_linux.h>
-#include <tillvane/platform/money.h>
 
 // The part of the format that is read; everything else in a file is passed over, and a null counts as absent.
 //

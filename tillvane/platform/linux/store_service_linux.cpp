@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <utility>
 
+#include <tillvane/platform/linux/money_linux.h>
 #include <tillvane/platform/linux/never_destroyed_linux.h>
 #include <tillvane/platform/linux/store_catalogue_linux.h>
 #include <tillvane/platform/money.h>
+#include <tillvane/store/tillvane_manager.h>
 
 namespace platform {
 
@@ -246,7 +248,7 @@ LocalStore& TheStore() {
 
 }  // namespace
 
-StoreService& SystemStoreService() { return TheStore(); }
+bool CanMakePayments() { return TheStore().CanMakePayments(); }
 
 void SetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void* data), void* data) {
   TheStore().SetConfirmation(ask, data);
@@ -255,3 +257,6 @@ void SetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void
 void DecideDeferredPurchases(bool approve) { TheStore().DecideDeferred(approve); }
 
 }  // namespace platform
+
+// A bridge of nobody's choosing listens to this store.
+TillvaneManager::TillvaneManager() : TillvaneManager(platform::TheStore()) {}

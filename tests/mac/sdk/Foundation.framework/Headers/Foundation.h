@@ -2,7 +2,14 @@
 
 #import <Foundation/NSArray.h>
 #import <Foundation/NSAutoreleasePool.h>
+#import <Foundation/NSData.h>
+#import <Foundation/NSDecimalNumber.h>
+#import <Foundation/NSError.h>
 #import <Foundation/NSException.h>
+#import <Foundation/NSLocale.h>
+#import <Foundation/NSNumberFormatter.h>
 #import <Foundation/NSObjCRuntime.h>
 #import <Foundation/NSObject.h>
+#import <Foundation/NSSet.h>
 #import <Foundation/NSString.h>
+#import <Foundation/NSValue.h>

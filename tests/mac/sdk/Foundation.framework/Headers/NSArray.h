@@ -4,5 +4,7 @@
 
 @interface NSArray<ObjectType> : NSObject
 @property(readonly) NSUInteger count;
+- (instancetype)initWithArray:(NSArray<ObjectType>*)array;
+- (BOOL)containsObject:(ObjectType)object;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end

@@ -1,14 +1,18 @@
 #pragma once
 
-#import <Foundation/NSObject.h>
+#import <Foundation/NSData.h>
 
 typedef NSUInteger NSStringEncoding;
 
 enum { NSUTF8StringEncoding = 4 };
 
 @interface NSString : NSObject
+@property(class, readonly) NSStringEncoding defaultCStringEncoding;
 @property(readonly) NSUInteger length;
 @property(readonly) const char* UTF8String;
 + (instancetype)stringWithUTF8String:(const char*)text;
+- (instancetype)initWithUTF8String:(const char*)text;
+- (NSData*)dataUsingEncoding:(NSStringEncoding)encoding allowLossyConversion:(BOOL)lossy;
 - (BOOL)isEqualToString:(NSString*)other;
+- (NSString*)stringByAppendingFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 @end

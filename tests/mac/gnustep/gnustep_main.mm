@@ -1,0 +1,56 @@
+#import <Foundation/Foundation.h>
+#include <unicode/ucurr.h>
+
+#include <objc/runtime.h>
+
+#include <algorithm>
+
+#include <gtest/gtest.h>
+
+#include <tillvane/platform/mac/autorelease_pool_mac.h>
+
+/// \file
+/// What GNUstep needs before a test runs, and what the sanitizers have to know of it.
+
+namespace {
+
+using StringFromNumber = NSString* (*)(id, SEL, NSNumber*);
+StringFromNumber plain_string_from_number = nullptr;
+
+/// GNUstep's own shows no fraction, whatever the currency.
+NSString* StringWithTheCurrencysDigits(NSNumberFormatter* formatter, SEL selector, NSNumber* number) {
+  unichar currency[4] = {};
+  [[formatter currencyCode] getCharacters:currency
+                                    range:NSMakeRange(0, std::min<NSUInteger>(3, [[formatter currencyCode] length]))];
+  UErrorCode status = U_ZERO_ERROR;
+  const int digits = ucurr_getDefaultFractionDigits(reinterpret_cast<const UChar*>(currency), &status);
+  [formatter setMinimumFractionDigits:static_cast<NSUInteger>(digits)];
+  [formatter setMaximumFractionDigits:static_cast<NSUInteger>(digits)];
+  return plain_string_from_number(formatter, selector, number);
+}
+
+class GnustepEnvironment final : public testing::Environment {
+  void SetUp() override {
+    const platform::AutoreleasePool pool;
+    const Method method = class_getInstanceMethod([NSNumberFormatter class], @selector(stringFromNumber:));
+    plain_string_from_number = reinterpret_cast<StringFromNumber>(
+        method_setImplementation(method, reinterpret_cast<IMP>(&StringWithTheCurrencysDigits)));
+    GSDebugAllocationActive(YES);
+    // The run loop opens descriptors the first time that something is left for it; tests watch what stays open.
+    [[[[NSObject alloc] init] autorelease] performSelectorOnMainThread:@selector(self) withObject:nil waitUntilDone:NO];
+    [[NSRunLoop mainRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate date]];
+  }
+};
+
+const testing::Environment* const environment = testing::AddGlobalTestEnvironment(new GnustepEnvironment);
+
+}  // namespace
+
+extern "C" {
+
+/// The frames of libobjc cannot be followed by their frame pointers.
+const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
+
+/// The runtime's own tables are never freed.
+const char* __lsan_default_suppressions() { return "leak:libobjc.so\n"; }
+}

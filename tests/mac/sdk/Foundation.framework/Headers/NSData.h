@@ -1,0 +1,8 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@interface NSData : NSObject
+@property(readonly) NSUInteger length;
+- (void)getBytes:(void*)buffer length:(NSUInteger)length;
+@end

@@ -1,0 +1,7 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@interface NSError : NSObject
+@property(readonly) NSInteger code;
+@end

@@ -1,0 +1,7 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@interface NSSet<ObjectType> : NSObject
++ (instancetype)setWithObject:(ObjectType)object;
+@end

@@ -1,0 +1,9 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@interface NSValue : NSObject
+@end
+
+@interface NSNumber : NSValue
+@end

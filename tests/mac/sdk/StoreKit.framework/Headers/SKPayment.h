@@ -1,0 +1,7 @@
+#pragma once
+
+#import <StoreKit/SKProduct.h>
+
+@interface SKPayment : NSObject
++ (instancetype)paymentWithProduct:(SKProduct*)product;
+@end

@@ -1,0 +1,12 @@
+#pragma once
+
+#import <Foundation/Foundation.h>
+
+@protocol SKRequestDelegate <NSObject>
+@end
+
+@interface SKRequest : NSObject
+@property(nonatomic, assign) id<SKRequestDelegate> delegate;
+- (void)cancel;
+- (void)start;
+@end
