@@ -25,6 +25,9 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/file_copy_mac.cpp
+  tillvane/platform/mac/file_object_mac.cpp
+  tillvane/platform/mac/file_reference_mac.cpp
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
@@ -35,7 +38,11 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/stream_socket_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
+  tillvane/platform/mac/volume_mac.cpp
+  tillvane/platform/posix/account_posix.cpp
   tillvane/platform/posix/child_program_posix.cpp
+  tillvane/platform/posix/file_bytes_posix.cpp
+  tillvane/platform/posix/locked_file_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )
 

@@ -3,3 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/AEDataModel.h>
 #include <CoreServices/Files.h>
+#include <CoreServices/Folders.h>
+#include <CoreServices/MacErrors.h>
+#include <CoreServices/TextCommon.h>
+#include <CoreServices/UTCUtils.h>
