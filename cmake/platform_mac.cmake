@@ -28,14 +28,18 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/file_copy_mac.cpp
   tillvane/platform/mac/file_object_mac.cpp
   tillvane/platform/mac/file_reference_mac.cpp
+  tillvane/platform/mac/foundation_text_mac.mm
+  tillvane/platform/mac/known_folders_mac.mm
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
+  tillvane/platform/mac/scoped_url_mac.mm
   tillvane/platform/mac/store_observer_mac.mm
   tillvane/platform/mac/store_request_delegate_mac.mm
   tillvane/platform/mac/store_service_mac.mm
   tillvane/platform/mac/stream_socket_mac.cpp
+  tillvane/platform/mac/string_array_mac.mm
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
   tillvane/platform/mac/volume_mac.cpp

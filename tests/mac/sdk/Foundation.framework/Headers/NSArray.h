@@ -8,3 +8,8 @@
 - (BOOL)containsObject:(ObjectType)object;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
+
+@interface NSMutableArray<ObjectType> : NSArray<ObjectType>
+- (void)addObject:(ObjectType)object;
+- (void)removeObject:(ObjectType)object;
+@end

@@ -4,5 +4,6 @@
 
 @interface NSData : NSObject
 @property(readonly) NSUInteger length;
++ (instancetype)dataWithBytes:(const void*)bytes length:(NSUInteger)length;
 - (void)getBytes:(void*)buffer length:(NSUInteger)length;
 @end
