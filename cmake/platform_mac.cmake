@@ -32,6 +32,7 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/known_folders_mac.mm
   tillvane/platform/mac/money_mac.mm
   tillvane/platform/mac/pipe_mac.cpp
+  tillvane/platform/mac/preferences_mac.mm
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
   tillvane/platform/mac/scoped_url_mac.mm

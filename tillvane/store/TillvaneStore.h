@@ -26,7 +26,7 @@ TILLVANE_API void TillvaneDestroy(TillvaneManager* manager);
 ///
 /// The first call asks the store and waits at most 60 seconds; later calls only copy.
 /// \param utf8 receives the whole price text and its terminator; without a price it is left untouched. Price texts are
-///        short: 128 bytes hold any.
+///        short: 128 bytes hold any. UTF-8; on macOS it is the system's default C string encoding.
 /// \param base the base identifier, UTF-8
 /// \return always 1
 TILLVANE_API int TillvaneGetPrice(TillvaneManager* manager, LProcessInterface& process, char* utf8, const char* base);

@@ -46,6 +46,8 @@ const testing::Environment* const environment = testing::AddGlobalTestEnvironmen
 
 }  // namespace
 
+// The sanitizers look for these.
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// The frames of libobjc cannot be followed by their frame pointers.
@@ -54,3 +56,4 @@ const char* __asan_default_options() { return "fast_unwind_on_malloc=0"; }
 /// The runtime's own tables are never freed.
 const char* __lsan_default_suppressions() { return "leak:libobjc.so\n"; }
 }
+#pragma GCC visibility pop

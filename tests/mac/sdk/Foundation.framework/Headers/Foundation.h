@@ -14,4 +14,5 @@
 #import <Foundation/NSSet.h>
 #import <Foundation/NSString.h>
 #import <Foundation/NSURL.h>
+#import <Foundation/NSUserDefaults.h>
 #import <Foundation/NSValue.h>

@@ -9,7 +9,8 @@
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 @end
 
-@interface NSMutableArray<ObjectType> : NSArray<ObjectType>
+@interface NSMutableArray<ObjectType> : NSArray <ObjectType>
++ (instancetype)arrayWithCapacity:(NSUInteger)capacity;
 - (void)addObject:(ObjectType)object;
 - (void)removeObject:(ObjectType)object;
 @end

@@ -1,0 +1,6 @@
+#pragma once
+
+#include <string>
+
+/// A folder that is every account's home in this program: GNUstep looks there for the defaults, whatever $HOME says.
+std::string MadeUpHome();
