@@ -19,7 +19,9 @@ set(TILLVANE_PLATFORM_PUBLIC_HEADERS
 )
 
 set(TILLVANE_PLATFORM_SOURCES
+  tillvane/platform/mac/authorization_mac.cpp
   tillvane/platform/mac/child_program_mac.cpp
+  tillvane/platform/mac/code_page_mac.cpp
   tillvane/platform/mac/crash_backtrace_mac.cpp
   tillvane/platform/mac/descriptor_watch_mac.cpp
   tillvane/platform/mac/event_handlers_mac.cpp
@@ -30,9 +32,15 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/file_reference_mac.cpp
   tillvane/platform/mac/foundation_text_mac.mm
   tillvane/platform/mac/known_folders_mac.mm
+  tillvane/platform/mac/file_spec_mac.cpp
+  tillvane/platform/mac/locale_name_mac.cpp
+  tillvane/platform/mac/main_bundle_mac.mm
   tillvane/platform/mac/money_mac.mm
+  tillvane/platform/mac/native_string_mac.cpp
+  tillvane/platform/mac/native_url_mac.cpp
   tillvane/platform/mac/pipe_mac.cpp
   tillvane/platform/mac/preferences_mac.mm
+  tillvane/platform/mac/process_table_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
   tillvane/platform/mac/scoped_url_mac.mm
@@ -45,6 +53,10 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/tillvane_manager_mac.mm
   tillvane/platform/mac/volume_mac.cpp
   tillvane/platform/posix/account_posix.cpp
+  tillvane/platform/mac/system_version_mac.cpp
+  tillvane/platform/mac/thread_id_mac.cpp
+  tillvane/platform/mac/tillvane_manager_mac.mm
+  tillvane/platform/mac/workspace_mac.mm
   tillvane/platform/posix/child_program_posix.cpp
   tillvane/platform/posix/file_bytes_posix.cpp
   tillvane/platform/posix/locked_file_posix.cpp
@@ -52,6 +64,11 @@ set(TILLVANE_PLATFORM_SOURCES
 )
 
 set(TILLVANE_PLATFORM_TEST_SOURCES "")
+
+set(TILLVANE_BUNDLE_IDENTIFIER tillvane CACHE STRING
+  "Whose preferences are asked for the user's locale where the system names none")
+set_source_files_properties(tillvane/platform/mac/locale_name_mac.cpp PROPERTIES
+  COMPILE_DEFINITIONS "TILLVANE_BUNDLE_IDENTIFIER=\"${TILLVANE_BUNDLE_IDENTIFIER}\"")
 
 # A function of a system newer than the oldest that is served is called only where @available or dlsym says that it is
 # there.

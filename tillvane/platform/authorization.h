@@ -11,10 +11,14 @@ enum class Authorization {
   kFailed,     ///< refused, or the tool could not be started
 };
 
+/// What the system keeps for a tool that runs, where it keeps anything.
+struct SystemTool;
+
 /// A tool that was started.
 struct PrivilegedTool {
-  int output = -1;   ///< the read end of its standard output, closed on exec
-  int process = -1;  ///< the system's number of what was started for it
+  int output = -1;               ///< the read end of its standard output, closed on exec
+  int process = -1;              ///< the system's number of what was started for it, where it tells
+  SystemTool* system = nullptr;  ///< ends with LeavePrivilegedTool()
 };
 
 /// Asks for the right "system.privilege.admin", unless this process has it, and starts one tool with it. Blocks while

@@ -1,8 +1,8 @@
 #pragma once
 
 /// \file
-/// A file by its folder and its name of at most 63 characters: the form that the old file manager takes. Paths are
-/// terminated bytes. Any thread.
+/// A file by its folder and its name of at most 63 bytes: the form that the old file manager takes. Paths are
+/// terminated UTF-8, on Linux any bytes. Any thread.
 
 #include <string>
 
@@ -14,7 +14,7 @@ namespace platform {
 /// \return false, and the specification is as it was, when neither is so or its folder or name does not fit
 bool MakeFileSpec(const char* path, FSSpec* spec);
 
-/// The absolute path of what a specification names.
+/// The absolute path of what a specification names; empty where its volume does not tell it.
 std::string FileSpecPath(const FSSpec& spec);
 
 }  // namespace platform

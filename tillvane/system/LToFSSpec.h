@@ -3,7 +3,7 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
-/// A path as the old file manager's specification of a file: its folder, and its name of at most 63 characters. Not
+/// A path as the old file manager's specification of a file: its folder, and its name of at most 63 bytes. Not
 /// synchronised.
 class TILLVANE_API LToFSSpec {
  public:
@@ -13,8 +13,8 @@ class TILLVANE_API LToFSSpec {
   /// Specifies what is at a path, symbolic links followed; or, where nothing is, the name in its folder, which has to
   /// be there.
   /// \param path terminated, absolute or relative to the current folder
-  /// \return false, and the specification as it was, when neither is so, when the name has more than 63 characters
-  ///   (on Linux: bytes, and 259 of the folder), and for null
+  /// \return false, and the specification as it was, when neither is so, when the name has more than 63 bytes (on Linux
+  ///   also: the folder more than 259), and for null
   static bool CStringToFSSpec(const char* path, FSSpec* spec);
 
   /// Writes the absolute path of what is specified, as many whole characters as fit, and a terminator; an empty text

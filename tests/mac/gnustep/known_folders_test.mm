@@ -48,9 +48,12 @@ TEST(KnownFoldersOfFoundation, AreThoseOfTheSearchPath) {
     FolderKind kind;
     NSSearchPathDirectory directory;
   } cases[] = {
-      {FolderKind::kApplications, NSApplicationDirectory}, {FolderKind::kDocuments, NSDocumentDirectory},
-      {FolderKind::kDesktop, NSDesktopDirectory},          {FolderKind::kDownloads, NSDownloadsDirectory},
-      {FolderKind::kMovies, NSMoviesDirectory},            {FolderKind::kMusic, NSMusicDirectory},
+      {FolderKind::kApplications, NSApplicationDirectory},
+      {FolderKind::kDocuments, NSDocumentDirectory},
+      {FolderKind::kDesktop, NSDesktopDirectory},
+      {FolderKind::kDownloads, NSDownloadsDirectory},
+      {FolderKind::kMovies, NSMoviesDirectory},
+      {FolderKind::kMusic, NSMusicDirectory},
       {FolderKind::kPictures, NSPicturesDirectory},
   };
   for (const auto& one : cases) {

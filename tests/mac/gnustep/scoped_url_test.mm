@@ -118,8 +118,7 @@ TEST_F(ScopedURLOfFoundation, WhatDoesNotResolve) {
   EXPECT_EQ(Resolve({}), "error");
   EXPECT_EQ(Resolve({1, 2, 3}), "error");
   const Method method = class_getClassMethod(
-      [NSURL class],
-      @selector(URLByResolvingBookmarkData:options:relativeToURL:bookmarkDataIsStale:error:));
+      [NSURL class], @selector(URLByResolvingBookmarkData:options:relativeToURL:bookmarkDataIsStale:error:));
   id (*const neither)(id, SEL, id, NSUInteger, id, BOOL*, id*) =
       +[](id, SEL, id, NSUInteger, id, BOOL*, id*) -> id { return nil; };
   const IMP own = method_setImplementation(method, reinterpret_cast<IMP>(neither));

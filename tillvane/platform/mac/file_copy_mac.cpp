@@ -4,11 +4,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <memory>
 #include <string_view>
-#include <type_traits>
 
 #include <tillvane/platform/file_object.h>
+#include <tillvane/platform/mac/core_foundation_mac.h>
 #include <tillvane/platform/mac/file_reference_mac.h>
 
 namespace platform {
@@ -16,11 +15,6 @@ namespace platform {
 namespace {
 
 constexpr mode_t kPermissionBits = 07777;
-
-struct Release {
-  void operator()(CFStringRef string) const { CFRelease(string); }
-};
-using String = std::unique_ptr<std::remove_pointer_t<CFStringRef>, Release>;
 
 int FailWith(int error) {
   errno = error;
@@ -79,17 +73,17 @@ Place PlaceOf(std::string_view path) {
 
 bool IsName(const std::string& name) { return !name.empty() && name != "." && name != ".."; }
 
-/// \param name as the system writes it
+/// By the one call that does files and folders, with all that is kept beside their bytes, and writes over what is
+/// there. \param name as the system writes it
 int CopyTo(const std::string& source, const std::string& folder, std::string name) {
   // The File Manager's separator is the colon, so that a slash is what a colon is elsewhere.
   std::replace(name.begin(), name.end(), ':', '/');
-  const String native(CFStringCreateWithCString(kCFAllocatorDefault, name.c_str(), kCFStringEncodingUTF8));
+  const OwnedObject<CFStringRef> native(
+      CFStringCreateWithCString(kCFAllocatorDefault, name.c_str(), kCFStringEncodingUTF8));
   if (!native) return FailWith(EILSEQ);
   FSRef from, to;
   OSStatus status = MakeReference(source, &from);
   if (status == noErr) status = MakeReference(folder, &to);
-    // One call for files and folders, with all that is kept beside their bytes. Nothing newer writes over what is
-    // there.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
   if (status == noErr) status = FSCopyObjectSync(&from, &to, native.get(), nullptr, kFSFileOperationOverwrite);

@@ -1,3 +1,4 @@
 #pragma once
 
+#import <AppKit/NSWorkspace.h>
 #import <Foundation/Foundation.h>

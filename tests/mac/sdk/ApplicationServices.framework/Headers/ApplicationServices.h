@@ -1,3 +1,4 @@
 #pragma once
 
+#include <ApplicationServices/Processes.h>
 #include <CoreServices/CoreServices.h>

@@ -2,6 +2,7 @@
 
 #include <MacTypes.h>
 #include <TargetConditionals.h>
+#include <os/availability.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>

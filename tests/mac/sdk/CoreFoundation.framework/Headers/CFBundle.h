@@ -5,3 +5,8 @@
 #include <CoreFoundation/CFURL.h>
 
 typedef struct __CFBundle* CFBundleRef;
+
+CF_EXTERN CFBundleRef CFBundleGetMainBundle(void);
+CF_EXTERN CFURLRef CFBundleCopyBundleURL(CFBundleRef bundle);
+CF_EXTERN CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle);
+CF_EXTERN CFTypeRef CFBundleGetValueForInfoDictionaryKey(CFBundleRef bundle, CFStringRef key);

@@ -21,11 +21,13 @@ struct FSSpec {
   StrFileName name;
 };
 typedef struct FSSpec FSSpec;
+typedef FSSpec* FSSpecPtr;
 
 struct FSRef {
   UInt8 hidden[80];
 };
 typedef struct FSRef FSRef;
+typedef FSRef* FSRefPtr;
 
 struct HFSUniStr255 {
   UInt16 length;
@@ -46,7 +48,13 @@ struct FSPermissionInfo {
 typedef struct FSPermissionInfo FSPermissionInfo;
 
 typedef UInt32 FSCatalogInfoBitmap;
-enum { kFSCatInfoVolume = 0x00000004 };
+enum {
+  kFSCatInfoNodeFlags = 0x0002,
+  kFSCatInfoVolume = 0x0004,
+  kFSCatInfoParentDirID = 0x0008,
+  kFSCatInfoNodeID = 0x0010
+};
+enum { kFSNodeIsDirectoryMask = 0x0010 };
 
 struct FSCatalogInfo {
   UInt16 nodeFlags;
@@ -75,7 +83,7 @@ struct FSCatalogInfo {
 typedef struct FSCatalogInfo FSCatalogInfo;
 
 typedef UInt32 FSVolumeInfoBitmap;
-enum { kFSVolInfoFSInfo = 0x4000 };
+enum { kFSVolInfoNone = 0, kFSVolInfoFSInfo = 0x4000 };
 
 struct FSVolumeInfo {
   UTCDateTime createDate;
@@ -120,6 +128,9 @@ typedef struct GetVolParmsInfoBuffer GetVolParmsInfoBuffer;
 
 #pragma pack(pop)
 
+/* The number of what a volume's root folder lies in. */
+enum { fsRtParID = 1 };
+
 enum { kFSFileOperationOverwrite = 1 };
 
 CF_EXTERN OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* is_folder)
@@ -127,7 +138,7 @@ CF_EXTERN OSStatus FSPathMakeRef(const UInt8* path, FSRef* reference, Boolean* i
 CF_EXTERN OSStatus FSRefMakePath(const FSRef* reference, UInt8* path, UInt32 size)
     API_DEPRECATED("", macos(10.0, 10.8));
 CF_EXTERN OSErr FSGetCatalogInfo(const FSRef* reference, FSCatalogInfoBitmap wanted, FSCatalogInfo* info,
-                                 HFSUniStr255* name, FSSpec* specification, FSRef* parent)
+                                 HFSUniStr255* name, FSSpecPtr specification, FSRef* parent)
     API_DEPRECATED("", macos(10.0, 10.8));
 CF_EXTERN OSErr FSGetVolumeInfo(FSVolumeRefNum volume, ItemCount place, FSVolumeRefNum* found,
                                 FSVolumeInfoBitmap wanted, FSVolumeInfo* info, HFSUniStr255* name, FSRef* root)

@@ -2,6 +2,7 @@
 
 #import <Foundation/NSArray.h>
 #import <Foundation/NSAutoreleasePool.h>
+#import <Foundation/NSBundle.h>
 #import <Foundation/NSData.h>
 #import <Foundation/NSDecimalNumber.h>
 #import <Foundation/NSError.h>

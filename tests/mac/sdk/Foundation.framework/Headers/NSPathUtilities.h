@@ -1,6 +1,7 @@
 #pragma once
 
 #import <Foundation/NSArray.h>
+#import <Foundation/NSString.h>
 
 typedef NSUInteger NSSearchPathDirectory;
 enum {
@@ -21,3 +22,8 @@ FOUNDATION_EXPORT NSString* NSHomeDirectory(void);
 FOUNDATION_EXPORT NSString* NSTemporaryDirectory(void);
 FOUNDATION_EXPORT NSArray<NSString*>* NSSearchPathForDirectoriesInDomains(NSSearchPathDirectory kind,
                                                                           NSSearchPathDomainMask domains, BOOL expand);
+
+@interface NSString (NSStringPathExtensions)
+@property(readonly) NSString* lastPathComponent;
+@property(readonly) NSString* stringByDeletingPathExtension;
+@end

@@ -13,6 +13,7 @@ enum { NSURLBookmarkResolutionWithSecurityScope = 1 << 10 };
 
 @interface NSURL : NSObject
 @property(readonly, copy) NSString* path;
++ (instancetype)fileURLWithPath:(NSString*)path;
 - (instancetype)initFileURLWithPath:(NSString*)path;
 - (BOOL)startAccessingSecurityScopedResource;
 - (void)stopAccessingSecurityScopedResource;

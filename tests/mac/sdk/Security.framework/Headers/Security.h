@@ -1,3 +1,4 @@
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <Security/Authorization.h>
