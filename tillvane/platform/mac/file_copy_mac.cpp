@@ -73,8 +73,8 @@ Place PlaceOf(std::string_view path) {
 
 bool IsName(const std::string& name) { return !name.empty() && name != "." && name != ".."; }
 
-/// By the one call that does files and folders, with all that is kept beside their bytes, and writes over what is
-/// there. \param name as the system writes it
+/// By the one call that does files and folders, with all that is kept beside their bytes, over what is there.
+/// \param name as the system writes it
 int CopyTo(const std::string& source, const std::string& folder, std::string name) {
   // The File Manager's separator is the colon, so that a slash is what a colon is elsewhere.
   std::replace(name.begin(), name.end(), ':', '/');
