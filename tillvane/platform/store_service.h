@@ -1,7 +1,8 @@
 #pragma once
 
 /// \file
-/// The store: products request, payment queue, transaction observers, with StoreKit's shape and states.
+/// The store: products request, payment queue, transaction observers, with StoreKit's shape and states. StoreKit itself
+/// tells Objective-C objects only, so it is no StoreService.
 ///
 /// All text is UTF-8. Everything is called on the main thread; every answer comes later from the main loop, never from
 /// inside the call. Delegates and observers stay their owner's; each withdraws itself before it ends, and an answer

@@ -211,6 +211,31 @@ TEST_F(StoreKitTest, ThePriceIsTheProductsInItsOwnLocale) {
   EXPECT_TRUE([price hasPrefix:@"1.234,50"]) << [price UTF8String];
 }
 
+NSStringEncoding the_encoding = NSUTF8StringEncoding;
+NSStringEncoding TheEncoding(id, SEL) { return the_encoding; }
+
+IMP Implementation(NSStringEncoding (*function)(id, SEL)) {
+  return reinterpret_cast<IMP>(reinterpret_cast<void (*)()>(function));
+}
+
+TEST_F(StoreKitTest, APriceIsWrittenInTheSystemsEncodingWithoutTheSignsThatItLacks) {
+  backend_.Sell({{kViewer.identifier, "1234.5", "EUR", "de_DE"}});
+  const OwnedDelegate delegate;
+  [delegate.object GetProductInfo:@"org.example.viewer" usingInterface:&process_];
+  const std::string price = [Variable(delegate.object, "strPrice") UTF8String];
+  ASSERT_EQ(price, "1.234,50\u00A0€");
+  const Method asked = class_getClassMethod([NSString class], @selector(defaultCStringEncoding));
+  const IMP before = method_setImplementation(asked, Implementation(&TheEncoding));
+  the_encoding = NSUTF8StringEncoding;
+  EXPECT_EQ(PriceOf(delegate.object), price);
+  the_encoding = NSISOLatin1StringEncoding;
+  const std::string written = PriceOf(delegate.object);
+  method_setImplementation(asked, before);
+  // What stands for the euro's sign is the system's choice.
+  EXPECT_EQ(written.substr(0, 9), "1.234,50\xA0");
+  EXPECT_EQ(written.find("€"), written.npos);
+}
+
 TEST_F(StoreKitTest, ThePriceAndItsTerminatorAreAllThatIsWritten) {
   backend_.Sell({kViewer});
   const OwnedDelegate delegate;
