@@ -21,12 +21,14 @@ std::string ScopedURLPath(LPlatformURL* url) {
 }
 
 bool StartScopedAccess(LPlatformURL* url) {
+  const AutoreleasePool pool;
   if (![url respondsToSelector:@selector(startAccessingSecurityScopedResource)]) return false;
   [url startAccessingSecurityScopedResource];
   return true;
 }
 
 bool StopScopedAccess(LPlatformURL* url) {
+  const AutoreleasePool pool;
   if (![url respondsToSelector:@selector(stopAccessingSecurityScopedResource)]) return false;
   [url stopAccessingSecurityScopedResource];
   return true;
