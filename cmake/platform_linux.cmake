@@ -80,7 +80,10 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/linux/user_dirs_linux.cpp
   tillvane/platform/linux/volume_linux.cpp
   tillvane/platform/linux/workspace_linux.cpp
+  tillvane/platform/posix/account_posix.cpp
   tillvane/platform/posix/child_program_posix.cpp
+  tillvane/platform/posix/file_bytes_posix.cpp
+  tillvane/platform/posix/locked_file_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )
 

@@ -27,7 +27,12 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/event_handlers_mac.cpp
   tillvane/platform/mac/event_mac.cpp
   tillvane/platform/mac/event_queue_mac.cpp
+  tillvane/platform/mac/file_copy_mac.cpp
+  tillvane/platform/mac/file_object_mac.cpp
+  tillvane/platform/mac/file_reference_mac.cpp
   tillvane/platform/mac/file_spec_mac.cpp
+  tillvane/platform/mac/foundation_text_mac.mm
+  tillvane/platform/mac/known_folders_mac.mm
   tillvane/platform/mac/locale_name_mac.cpp
   tillvane/platform/mac/main_bundle_mac.mm
   tillvane/platform/mac/money_mac.mm
@@ -38,15 +43,21 @@ set(TILLVANE_PLATFORM_SOURCES
   tillvane/platform/mac/process_table_mac.cpp
   tillvane/platform/mac/processor_mac.cpp
   tillvane/platform/mac/run_loop_mac.cpp
+  tillvane/platform/mac/scoped_url_mac.mm
   tillvane/platform/mac/store_observer_mac.mm
   tillvane/platform/mac/store_request_delegate_mac.mm
   tillvane/platform/mac/store_service_mac.mm
   tillvane/platform/mac/stream_socket_mac.cpp
+  tillvane/platform/mac/string_array_mac.mm
   tillvane/platform/mac/system_version_mac.cpp
   tillvane/platform/mac/thread_id_mac.cpp
   tillvane/platform/mac/tillvane_manager_mac.mm
+  tillvane/platform/mac/volume_mac.cpp
   tillvane/platform/mac/workspace_mac.mm
+  tillvane/platform/posix/account_posix.cpp
   tillvane/platform/posix/child_program_posix.cpp
+  tillvane/platform/posix/file_bytes_posix.cpp
+  tillvane/platform/posix/locked_file_posix.cpp
   tillvane/platform/posix/pipe_posix.cpp
 )
 

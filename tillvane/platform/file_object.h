@@ -42,7 +42,7 @@ bool MayHaveHoles(int file);
 
 enum class Holes {
   kNone,  ///< everything is copied as bytes
-  kKept,
+  kKept,  ///< where the system tells reliably where they are
 };
 
 /// Copies bytes from one open file to another: from where the first stands to the same place in the second, whose end

@@ -19,7 +19,7 @@ std::string AccountHome();
 /// is missing; a failure shows when the folder is used.
 std::string ApplicationSupportFolder();
 
-/// What a folder is for. Other numbers are kinds of which nothing is known.
+/// What a folder is for. Other numbers are kinds that one system knows, or none.
 enum class FolderKind : unsigned int {
   kApplications = 1,
   kDocuments = 9,
@@ -38,7 +38,7 @@ enum class FolderDomain { kUser, kLocal };
 /// made.
 std::vector<std::string> KnownFolders(FolderKind kind, FolderDomain domain);
 
-/// Where temporary files go.
+/// Where temporary files go, with a slash at its end where the system writes one.
 std::string TemporaryFolder();
 
 }  // namespace platform

@@ -1,7 +1,8 @@
 #pragma once
 
 /// \file
-/// The system's own arrays of texts, and its texts as they stand in them. Texts are UTF-8. Where memory is missing
+/// The system's own arrays of texts, and its texts as they stand in them. Texts are UTF-8; the system's array has no
+/// others. Where memory is missing
 /// std::bad_alloc may leave. An array is used by one thread at a time.
 
 #include <string>
@@ -18,7 +19,7 @@ void ReleaseStringArray(LPlatformStringArray* array);
 
 void AppendString(LPlatformStringArray* array, std::string_view text);
 
-/// In a time that does not grow with the number of texts.
+/// In a time that does not grow with the number of texts, where the array is our own type.
 bool ContainsString(LPlatformStringArray* array, std::string_view text);
 
 /// Takes away all that are equal.

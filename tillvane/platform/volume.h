@@ -4,8 +4,9 @@
 /// Where a path lives: the volume that holds it. Paths are terminated bytes as the system takes them; links are
 /// followed, and a relative path starts in the current directory. Texts are bytes as the system has them.
 ///
-/// A query fails where there is nothing at the path, or where the system does not tell. What lies on a network volume
-/// is not looked for, so that a server that is gone holds up nobody: there, every path counts as one that exists.
+/// A query fails where there is nothing at the path, or where the system does not tell. Where the system knows its
+/// network volumes by their paths alone, what lies on one is not looked for, so that a server that is gone holds up
+/// nobody: there, every path counts as one that exists.
 /// Nothing is kept between calls. Any thread. Where memory is missing std::bad_alloc may leave.
 
 #include <string>

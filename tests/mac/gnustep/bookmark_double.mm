@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+#include <tillvane/platform/mac/autorelease_pool_mac.h>
+
 namespace {
 
 constexpr char kMark[] = "bookmark ";
@@ -61,7 +63,10 @@ bool Decode(NSData* data, Bookmark* bookmark) {
 
 }  // namespace
 
-int AccessesUnderWay(NSURL* url) { return Accesses()[PathOf(url)]; }
+int AccessesUnderWay(NSURL* url) {
+  const platform::AutoreleasePool pool;
+  return Accesses()[PathOf(url)];
+}
 
 @implementation NSURL (Bookmarks)
 

@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include <tillvane/platform/linux/descriptor_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
 
 namespace platform {
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 
 #include <tillvane/platform/file_object.h>
+#include <tillvane/platform/posix/file_bytes_posix.h>
 
 namespace platform {
 
@@ -19,23 +20,6 @@ ssize_t ByCopyFileRange(int from, int to, std::size_t size) {
 
 ssize_t BySendfile(int from, int to, std::size_t size) { return sendfile(to, from, nullptr, size); }
 
-bool WriteAll(int to, const char* bytes, std::size_t size) {
-  for (const char *at = bytes, *const end = bytes + size; at != end;) {
-    const ssize_t written = write(to, at, static_cast<std::size_t>(end - at));
-    // Nothing written without a reason is not tried for ever.
-    if (written == 0) errno = EIO;
-    if (written == 0 || (written < 0 && errno != EINTR)) return false;
-    if (written > 0) at += written;
-  }
-  return true;
-}
-
-ssize_t ThroughMemory(int from, int to, std::size_t size) {
-  char bytes[32768];
-  const ssize_t got = read(from, bytes, std::min(size, sizeof bytes));
-  return got <= 0 || WriteAll(to, bytes, static_cast<std::size_t>(got)) ? got : -1;
-}
-
 /// Does an error mean that the system will not do it by itself with these two files? It may be that they are on
 /// different file systems, that theirs cannot, or (EPERM, ENOSYS) that a container forbids the call.
 bool IsRefusal(int error) {
@@ -45,7 +29,7 @@ bool IsRefusal(int error) {
 /// \return how many bytes, 0 at the source's end, -1 with errno
 ssize_t CopySome(int from, int to, std::size_t size) {
   ssize_t copied = 0;
-  for (const auto copy : {ByCopyFileRange, BySendfile, ThroughMemory}) {
+  for (const auto copy : {ByCopyFileRange, BySendfile, CopyThroughMemory}) {
     do {
       copied = copy(from, to, size);
     } while (copied < 0 && errno == EINTR);
@@ -55,18 +39,7 @@ ssize_t CopySome(int from, int to, std::size_t size) {
   return copied;
 }
 
-unsigned long CopyWithoutHoles(int from, int to, unsigned long size) {
-  // The system takes no range that ends beyond the largest file.
-  constexpr unsigned long most_at_once = 1UL << 30;
-  unsigned long done = 0;
-  while (done < size) {
-    const ssize_t copied = CopySome(from, to, std::min(size - done, most_at_once));
-    if (copied == 0) errno = 0;
-    if (copied <= 0) break;
-    done += static_cast<unsigned long>(copied);
-  }
-  return done;
-}
+unsigned long CopyWithoutHoles(int from, int to, unsigned long size) { return CopyInSteps(&CopySome, from, to, size); }
 
 /// Where the next bytes are; `end`, or the file's own end, when there are none before it.
 off_t NextData(int file, off_t at, off_t end) {

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include <tillvane/platform/file_object.h>
-#include <tillvane/platform/linux/descriptor_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
 
 namespace platform {
 

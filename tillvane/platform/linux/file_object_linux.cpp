@@ -13,7 +13,8 @@
 #include <string>
 
 #include <tillvane/platform/file_object.h>
-#include <tillvane/platform/linux/descriptor_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
+#include <tillvane/platform/posix/locked_file_posix.h>
 
 namespace platform {
 
@@ -44,60 +45,10 @@ int ClearFileFlags(const char* path) {
   return ioctl(file.Get(), FS_IOC_SETFLAGS, &flags);
 }
 
-namespace {
-
-// Each try but the last found that the file was replaced just then.
-constexpr int kOpenTries = 100;
-
-enum class Locked { kYes, kNo, kReplaced };
-
-int FlagsFor(OpenFor purpose) {
-  switch (purpose) {
-    case OpenFor::kReading:
-      return O_RDONLY;
-    case OpenFor::kReadingOwn:
-      return O_RDONLY | O_NOFOLLOW;
-    case OpenFor::kReplacing:
-      return O_RDWR | O_CREAT;
-  }
-  return O_RDONLY;
-}
-
-/// \return 0, or the errno of what is not to be locked
-int RefusalOf(const struct stat& opened, OpenFor purpose) {
-  const bool is_file = S_ISREG(opened.st_mode);
-  if (purpose == OpenFor::kReadingOwn) return is_file && opened.st_uid == geteuid() ? 0 : EPERM;
-  return is_file || S_ISDIR(opened.st_mode) ? 0 : EOPNOTSUPP;
-}
-
-/// Locks an open file, if the path still leads to it.
-Locked LockAt(const char* path, int file, OpenFor purpose, FileLock lock) {
-  struct stat opened, there;
-  if (fstat(file, &opened) != 0) return Locked::kNo;
-  if (const int refusal = RefusalOf(opened, purpose)) {
-    errno = refusal;
-    return Locked::kNo;
-  }
-  if (flock(file, (lock == FileLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) return Locked::kNo;
-  const bool is_same = stat(path, &there) == 0 && there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
-  return is_same ? Locked::kYes : Locked::kReplaced;
-}
-
-}  // namespace
-
-int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mode) {
-  for (int i = 0; i < kOpenTries; ++i) {
-    Descriptor file(open(path, FlagsFor(purpose) | O_NONBLOCK | O_CLOEXEC, mode));
-    if (!file.IsOpen()) return -1;
-    const Locked locked = LockAt(path, file.Get(), purpose, lock);
-    if (locked == Locked::kReplaced) continue;
-    if (locked == Locked::kNo) return -1;
-    // Not by O_TRUNC: a file that another one holds is left as it is.
-    if (purpose == OpenFor::kReplacing && ftruncate(file.Get(), 0) != 0) return -1;
-    return file.Release();
-  }
-  errno = EAGAIN;
-  return -1;
+int OpenWithLock(const char* path, int flags, FileLock lock, unsigned int mode) {
+  Descriptor file(open(path, flags | O_NONBLOCK | O_CLOEXEC, mode));
+  if (!file.IsOpen() || flock(file.Get(), (lock == FileLock::kShared ? LOCK_SH : LOCK_EX) | LOCK_NB) != 0) return -1;
+  return file.Release();
 }
 
 namespace {

@@ -1,6 +1,5 @@
 #include <tillvane/platform/known_folders.h>
 
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -81,26 +80,7 @@ FolderSources CurrentSources() {
           Variable("TMPDIR")};
 }
 
-/// A text of the user's account, empty when there is none.
-std::string AccountText(char* passwd::*text) {
-  constexpr std::size_t kMaximumEntry = std::size_t{1024} * 1024;
-  std::vector<char> buffer(1024);
-  passwd entry;
-  passwd* found = nullptr;
-  int error;
-  // A directory service may want more room, or be interrupted.
-  while ((error = getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found)) != 0 &&
-         (error == ERANGE || error == EINTR) && buffer.size() < kMaximumEntry) {
-    buffer.resize(buffer.size() * 2);
-  }
-  return error == 0 && found != nullptr && found->*text != nullptr ? found->*text : std::string();
-}
-
 }  // namespace
-
-std::string AccountHome() { return AccountText(&passwd::pw_dir); }
-
-std::string AccountName() { return AccountText(&passwd::pw_name); }
 
 bool IsInsideFlatpak(const HomeSources& sources) {
   return IsFolderName(sources.flatpak_id) && access(sources.flatpak_info.c_str(), F_OK) == 0;

@@ -10,9 +10,6 @@
 
 namespace platform {
 
-/// The login name of the user's account, empty when the user has none.
-std::string AccountName();
-
 /// What tells the user's home. An empty text is what is not set.
 struct HomeSources {
   std::string home;                             ///< $HOME

@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+#include <tillvane/platform/string_array.h>
+
 namespace platform {
 
 struct NativeString {
@@ -56,5 +58,13 @@ bool CopyStringUTF8(CFStringRef string, char* text, std::size_t size) {
 }
 
 void ReleaseString(CFStringRef string) { delete string; }
+
+std::string TextOfString(LPlatformString* string) {
+  // A unit becomes at most three bytes, a pair of them four.
+  std::string text(StringLength(string) * 3 + 1, '\0');
+  if (!CopyStringUTF8(string, text.data(), text.size())) return {};
+  text.resize(text.find('\0'));
+  return text;
+}
 
 }  // namespace platform

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include <tillvane/platform/linux/descriptor_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
 
 namespace platform {
 

@@ -6,8 +6,6 @@
 #include <unordered_map>
 #include <utility>
 
-#include <tillvane/platform/native_string.h>
-
 /// Each text under its number, which only grows, and the numbers of each text. An index looks into the texts, which do
 /// not move.
 struct LPlatformStringArray::Texts {
@@ -69,13 +67,5 @@ bool ContainsString(LPlatformStringArray* array, std::string_view text) { return
 void RemoveString(LPlatformStringArray* array, std::string_view text) { array->Remove(text); }
 
 std::vector<std::string> StringsOf(LPlatformStringArray* array) { return array->All(); }
-
-std::string TextOfString(LPlatformString* string) {
-  // A unit becomes at most three bytes, a pair of them four.
-  std::string text(StringLength(string) * 3 + 1, '\0');
-  if (!CopyStringUTF8(string, text.data(), text.size())) return {};
-  text.resize(text.find('\0'));
-  return text;
-}
 
 }  // namespace platform

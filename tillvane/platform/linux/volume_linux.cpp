@@ -14,10 +14,10 @@
 #include <utility>
 
 #include <tillvane/platform/linux/block_device_linux.h>
-#include <tillvane/platform/linux/known_folders_linux.h>
 #include <tillvane/platform/linux/mount_walk_linux.h>
 #include <tillvane/platform/linux/network_mount_linux.h>
 #include <tillvane/platform/linux/volume_linux.h>
+#include <tillvane/platform/posix/account_posix.h>
 
 namespace platform {
 

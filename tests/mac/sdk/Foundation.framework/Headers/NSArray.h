@@ -12,4 +12,5 @@
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>
 + (instancetype)arrayWithCapacity:(NSUInteger)capacity;
 - (void)addObject:(ObjectType)object;
+- (void)removeObject:(ObjectType)object;
 @end
