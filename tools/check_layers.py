@@ -43,7 +43,10 @@ REACHES_UP = {
 }
 
 # What backends need of the portable folders: (file, what it includes): reason. The same holds.
-BACKEND_NEEDS = {}
+BACKEND_NEEDS = {
+    ("tillvane/platform/linux/descriptor_linux.h", "tillvane/core/cancellation.h"):
+        "a descriptor is closed where a thread must not be cancelled, as everywhere",
+}
 
 SYSTEMS = ["linux", "mac", "posix"]
 
