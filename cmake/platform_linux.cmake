@@ -118,6 +118,7 @@ set(TILLVANE_PLATFORM_TEST_SOURCES
   tillvane/platform/linux/preferences_linux_test.cpp
   tillvane/platform/linux/scoped_bookmark_linux_test.cpp
   tillvane/platform/linux/scoped_url_linux_test.cpp
+  tillvane/platform/linux/signals_blocked_linux_test.cpp
   tillvane/platform/linux/store_catalogue_linux_test.cpp
   tillvane/platform/linux/store_ledger_files_linux_test.cpp
   tillvane/platform/linux/store_ledger_linux_test.cpp

@@ -58,6 +58,8 @@ BACKEND_NEEDS = {
         "as the observer",
     ("tillvane/platform/mac/tillvane_manager_mac.mm", "tillvane/store/tillvane_manager.h"):
         "the manager of those objects releases them as their language does",
+    ("tillvane/platform/posix/descriptor_posix.h", "tillvane/core/cancellation.h"):
+        "a descriptor is closed where a thread must not be cancelled, as everywhere",
 }
 
 SYSTEMS = ["linux", "mac", "posix"]

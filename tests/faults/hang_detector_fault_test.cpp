@@ -11,6 +11,7 @@
 #include <functional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -168,6 +169,25 @@ TEST_F(HangDetectorFault, AMarkerThatCannotBeReadCounts) {
   EXPECT_TRUE(detector.FoundUncleanEnd());
   EXPECT_EQ(detector.StaleStartTime(), 0U);
   EXPECT_EQ(Leaked(), "");
+}
+
+// Of two runs that start at once and share an unclean end's marker the first one deletes it and, testing once more,
+// arms; the second one is still reading.
+TEST_F(HangDetectorFault, AMarkerThatHasTakenTheStaleOnesPlaceIsLeftAlone) {
+  support::MakeFile(marker_, "12345678");
+  LHangDetector first, second;
+  bool is_alone = true;
+  on_read = [&]() -> ssize_t {
+    if (!std::exchange(is_alone, false)) return 0;
+    first.InitAndTest();
+    first.InitAndTest();
+    return 0;
+  };
+  second.InitAndTest();
+  EXPECT_TRUE(second.FoundUncleanEnd());
+  EXPECT_FALSE(first.FoundUncleanEnd());
+  EXPECT_EQ(Markers(), std::set<std::string>{"_tillvane_rl_somebody"});
+  EXPECT_TRUE(IsHeld());
 }
 
 // Whoever starts meanwhile takes a marker that is not held for an unclean end.

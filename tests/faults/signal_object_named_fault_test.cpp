@@ -216,6 +216,17 @@ TEST_F(SignalObjectNamedFault, ASignalThatDoesNotConnectIsGivenUpAtOnce) {
   LSignalObjectNamed("signal").Signal();
 }
 
+// An address without a path is on some systems one that any user may take and connect to.
+TEST_F(SignalObjectNamedFault, WithoutAPathThereIsNoSocketAtAll) {
+  on_socket = [] {
+    ADD_FAILURE() << "socket";
+    return FailWith(EIO);
+  };
+  LSignalObjectNamed object(std::string(200, 'n').c_str());
+  object.Signal();
+  EXPECT_FALSE(object.WaitSignal(0));
+}
+
 TEST_F(SignalObjectNamedFault, ASignalRaisesNoSIGPIPE) {
   on_connect = [] { return 0; };
   int sends = 0;

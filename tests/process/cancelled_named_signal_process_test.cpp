@@ -2,9 +2,16 @@
 // that is cancelled leaves its functions.
 
 #include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -48,15 +55,31 @@ TEST_F(CancelledNamedSignal, AWaitClosesItsSocket) {
   }
 }
 
-// The system's queue is full: the sixth one and those behind it wait until somebody takes the first.
+/// Connections that nobody takes, until there is no room for one more: whoever connects then waits.
+std::vector<LIPSocketTCP> FillQueue(const std::string& path) {
+  const sockaddr_un address = support::LocalAddress(path);
+  std::vector<LIPSocketTCP> waiting;
+  for (;;) {
+    LIPSocketTCP socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (connect(socket.Descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) break;
+    waiting.push_back(std::move(socket));
+  }
+  EXPECT_EQ(errno, EAGAIN);
+  return waiting;
+}
+
 TEST_F(CancelledNamedSignal, ASignalClosesItsSocket) {
   const LocalListener listener(Path());
+  const auto waiting = FillQueue(Path());
   const auto before = support::ListOpenDescriptors();
+  std::atomic<bool> returned{false};
   RunAndCancel(
-      [](LSignalObjectNamed& object) {
-        for (;;) object.Signal();
+      [&](LSignalObjectNamed& object) {
+        object.Signal();
+        returned = true;
       },
-      [&] { return listener.HasConnection(); });
+      [&] { return support::ListOpenDescriptors().size() == before.size() + 1; });
+  EXPECT_FALSE(returned) << "it did not wait for room";
   EXPECT_EQ(support::DescribeChanges(before, support::ListOpenDescriptors()), "");
 }
 

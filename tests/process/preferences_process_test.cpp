@@ -1,9 +1,15 @@
 // The preferences of an application, over its runs and among several of its processes.
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,6 +17,7 @@
 #include <tests/support/child_process.h>
 #include <tests/support/files.h>
 #include <tests/support/made_up_home.h>
+#include <tests/support/waiting.h>
 
 namespace {
 
@@ -83,6 +90,34 @@ TEST_F(PreferencesProcess, WhatAParentHasNotSavedIsNotItsChildsToSave) {
 TEST_F(PreferencesProcess, AForkInTheMidstOfASaveHangsNobody) {
   EXPECT_EQ(Run({"busy-fork"}), "15 of 15\n");
   EXPECT_EQ(Run({"show", "child"}), "14\n");
+}
+
+/// Has a process this file open?
+bool HasOpen(pid_t process, const std::string& path) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/fd", error)) {
+    if (std::filesystem::read_symlink(entry.path(), error) == path) return true;
+  }
+  return false;
+}
+
+TEST_F(PreferencesProcess, ASignalThatEndsTheProcessInTheMidstOfASaveWaitsForIt) {
+  for (const int signal : {SIGINT, SIGTERM}) {
+    SCOPED_TRACE(signal);
+    const std::string text = std::to_string(signal), lock_path = Path() + ".lock";
+    support::MakeFolder(std::filesystem::path(lock_path).parent_path());
+    const int lock = open(lock_path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    support::ChildProcess host(Command({"set", "a", text, "synchronize"}));
+    EXPECT_TRUE(support::WaitUntil([&] { return HasOpen(host.Pid(), lock_path); }));
+    host.Signal(signal);
+    support::SleepMs(30);
+    close(lock);
+    ASSERT_TRUE(host.WaitForEnd(support::kLongMs)) << "it waits for itself";
+    EXPECT_EQ(host.ExitCode(), 0) << host.Errors();
+    EXPECT_EQ(host.Output(), "") << "it ends where the save is done";
+    EXPECT_EQ(Run({"show", "a"}), text + '\n');
+  }
 }
 
 TEST_F(PreferencesProcess, WritersOfDifferentKeysLoseNothing) {

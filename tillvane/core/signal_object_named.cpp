@@ -10,6 +10,7 @@
 #include <tillvane/core/cancellation.h>
 #include <tillvane/core/poll_for.h>
 #include <tillvane/files/LFile.h>
+#include <tillvane/platform/known_folders.h>
 #include <tillvane/platform/stream_socket.h>
 
 struct LSignalObjectNamedLayout {
@@ -70,6 +71,8 @@ bool LSignalObjectNamed::WaitSignal(unsigned int ms) {
     errno = ENAMETOOLONG;
     return false;
   }
+  // The getter of the user's data folder makes nothing.
+  platform::ApplicationSupportFolder();
   const Socket listening(platform::OpenLocalSocket());
   if (listening.Get() < 0 || platform::BindLocalSocket(listening.Get(), address_) != 0 ||
       listen(listening.Get(), kBacklog) != 0) {

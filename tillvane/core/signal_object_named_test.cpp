@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
@@ -40,6 +41,7 @@ class SignalObjectNamed : public testing::Test {
     char folder[260];
     LFile::GetUserDataFolder(folder);
     folder_ = folder;
+    support::MakeFolder(folder_);
   }
 
   std::string Path(const std::string& name) const { return folder_ + '/' + name; }
@@ -58,6 +60,18 @@ TEST_F(SignalObjectNamed, ASignalEndsTheWait) {
     EXPECT_TRUE(SignalUntil(signaller, [&] { return wait.IsDone(); }));
     EXPECT_TRUE(received);
   }
+}
+
+TEST_F(SignalObjectNamed, OnlyTheWaitMakesTheDataFolder) {
+  std::filesystem::remove_all(home_.Path(".local"));
+  const auto before = support::Tree(home_.Path());
+  LSignalObjectNamed waiting("signal"), signaller("signal");
+  signaller.Signal();
+  signaller.Reset();
+  EXPECT_EQ(support::Tree(home_.Path()), before);
+  EXPECT_TRUE(ReceivesASignal(waiting, signaller));
+  for (const char* name : {".local", ".local/share"}) EXPECT_EQ(support::Mode(home_.Path(name)), 0700U) << name;
+  EXPECT_TRUE(support::IsThere(home_.Path(".local/share/signal")));
 }
 
 TEST_F(SignalObjectNamed, WithoutAWaitASignalDoesNothing) {

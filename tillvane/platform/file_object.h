@@ -18,6 +18,7 @@ int ClearFileFlags(const char* path);
 enum class OpenFor {
   kReading,
   kReadingOwn,  ///< as kReading, but a link is not followed (ELOOP), and EPERM for all but a file of this user's own
+                ///< with one name
   kReplacing,   ///< reading and writing; made when it is missing, and emptied as soon as the lock is held
 };
 

@@ -30,8 +30,10 @@ void SetPreferenceData(const char* key, const std::vector<unsigned char>& data);
 void RemovePreference(const char* key);
 
 /// Writes what was changed and reads what other processes changed. Keys that were not changed here keep what others
-/// wrote; of two writers of one key the last one wins.
-/// \return false when it could not be written; the changes are kept for the next time
+/// wrote; of two writers of one key the last one wins. Waits some seconds at most for other writers; a signal's handler
+/// runs on this thread when it is done.
+/// \return false when it could not be written or read, or when it is not sure that it outlives a loss of power; the
+///   changes are kept for the next time
 bool SynchronizePreferences();
 
 }  // namespace platform

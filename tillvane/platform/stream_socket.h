@@ -20,8 +20,9 @@ int AcceptStream(int listening);
 /// OpenStreamSocket().
 int OpenLocalSocket();
 
-/// Binds a local socket to a path, where nothing may be. Its file is of mode 0600 from the moment that anybody can
-/// connect to it, whatever the process's mask lets through, and the mask is left alone: other threads make files too.
+/// Binds a local socket to a path, where nothing may be. Its file never lets anybody but its owner through, whatever
+/// the process's mask: it is of mode 0600 from the moment that anybody can connect to it, and of less only where the
+/// mask takes bits of the owner's too. The mask is left alone: other threads make files as well.
 /// \return 0
 int BindLocalSocket(int socket, const sockaddr_un& address);
 

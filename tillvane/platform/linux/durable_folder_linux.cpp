@@ -22,13 +22,16 @@ bool SyncFolder(const std::string& path) {
   return fsync(folder.Get()) == 0 || errno == EINVAL;
 }
 
-bool MakeSyncedFolder(const std::string& path) {
+bool MakeSyncedFolder(const std::string& path, StandingName standing) {
   if (mkdir(path.c_str(), 0700) == 0) return SyncFolder(ParentOf(path));
   if (errno != EEXIST) return false;
   struct stat info;
   if (stat(path.c_str(), &info) != 0) return false;
-  errno = ENOTDIR;
-  return S_ISDIR(info.st_mode);
+  if (!S_ISDIR(info.st_mode)) {
+    errno = ENOTDIR;
+    return false;
+  }
+  return standing == StandingName::kLasts || SyncFolder(ParentOf(path));
 }
 
 }  // namespace platform

@@ -14,8 +14,11 @@ std::string ParentOf(const std::string& path);
 /// folders, cannot promise more than they do. \return false with errno
 bool SyncFolder(const std::string& path);
 
+/// Does the name of a folder that stands last already? Whoever made it may not have come to that.
+enum class StandingName { kLasts, kIsToBeSynced };
+
 /// Makes a folder, for the user alone; one that stands is left as it is. Its parent has to be there.
 /// \return false with errno
-bool MakeSyncedFolder(const std::string& path);
+bool MakeSyncedFolder(const std::string& path, StandingName standing = StandingName::kLasts);
 
 }  // namespace platform

@@ -132,6 +132,7 @@ TEST(LockedFileLinux, OnesOwnIsAFileAndNoLinkAndNobodyElses) {
   const std::string file = folder.Write("file", "content");
   ASSERT_EQ(symlink(file.c_str(), folder.File("link").c_str()), 0);
   ASSERT_EQ(mkfifo(folder.File("pipe").c_str(), 0600), 0);
+  ASSERT_EQ(link(folder.Write("two names", "").c_str(), folder.File("second name").c_str()), 0);
   const auto open_own = [&](const std::string& path) {
     return platform::OpenLocked(path.c_str(), OpenFor::kReadingOwn, FileLock::kShared, 0);
   };
@@ -139,7 +140,8 @@ TEST(LockedFileLinux, OnesOwnIsAFileAndNoLinkAndNobodyElses) {
     const char* name;
     int error;
   };
-  for (const Case& one : {Case{"link", ELOOP}, Case{"pipe", EPERM}, Case{".", EPERM}, Case{"missing", ENOENT}}) {
+  for (const Case& one : {Case{"link", ELOOP}, Case{"pipe", EPERM}, Case{".", EPERM}, Case{"missing", ENOENT},
+                          Case{"second name", EPERM}}) {
     errno = 0;
     EXPECT_EQ(open_own(folder.File(one.name)), -1) << one.name;
     EXPECT_EQ(errno, one.error) << one.name;

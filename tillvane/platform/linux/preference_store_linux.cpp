@@ -2,12 +2,14 @@
 
 #include <utility>
 
+#include <tillvane/platform/linux/signals_blocked_linux.h>
+
 namespace platform {
 
 PreferenceStore::PreferenceStore(std::string folder) : file_(std::move(folder)) {}
 
 std::optional<PreferenceValue> PreferenceStore::Value(const std::string& key) {
-  const std::lock_guard guard(mutex_);
+  const UninterruptedLock guard(mutex_);
   if (const auto changed = changes_.find(key); changed != changes_.end()) return changed->second.value;
   Load();
   const auto saved = saved_.find(key);
@@ -15,7 +17,7 @@ std::optional<PreferenceValue> PreferenceStore::Value(const std::string& key) {
 }
 
 void PreferenceStore::Change(const std::string& key, std::optional<PreferenceValue> value) {
-  const std::lock_guard guard(mutex_);
+  const UninterruptedLock guard(mutex_);
   // Also what is on the disk already: somebody else may be about to change it.
   changes_.insert_or_assign(key, ChangedValue{std::move(value), ++newest_change_});
 }
@@ -26,7 +28,7 @@ void PreferenceStore::Load() {
 }
 
 PreferenceStore::Changes PreferenceStore::OwnChanges(unsigned long long* newest) {
-  const std::lock_guard guard(mutex_);
+  const UninterruptedLock guard(mutex_);
   *newest = newest_change_;
   Changes changes;
   for (const auto& change : changes_) {
@@ -41,7 +43,7 @@ bool PreferenceStore::HasChanges() {
 }
 
 bool PreferenceStore::Synchronize(int wait_ms) {
-  const std::lock_guard saving(saving_);
+  const UninterruptedLock saving(saving_);
   unsigned long long newest = 0;
   const Changes changes = OwnChanges(&newest);
   const auto apply = [&](PreferenceValues& values) {
@@ -55,7 +57,7 @@ bool PreferenceStore::Synchronize(int wait_ms) {
   };
   PreferenceValues values;
   if (changes.empty() ? !file_.Read(&values) : !file_.Change(apply, wait_ms, &values)) return false;
-  const std::lock_guard guard(mutex_);
+  const UninterruptedLock guard(mutex_);
   saved_ = std::move(values);
   is_loaded_ = true;
   // What another thread changed meanwhile has a higher number.

@@ -10,7 +10,8 @@
 namespace platform {
 
 /// The preferences of one file as this process sees them: what was read, and over it what was changed here and is not
-/// on the disk yet. Any thread; nobody who reads or changes a value waits for a writer.
+/// on the disk yet. Any thread; nobody who reads or changes a value waits for a writer, but a fork does. Nothing here
+/// is interrupted by a signal: its handler runs afterwards, and may end the process, which saves what is left.
 class PreferenceStore {
  public:
   /// Nothing is read or made before the first call.
@@ -23,12 +24,14 @@ class PreferenceStore {
   void Change(const std::string& key, std::optional<PreferenceValue> value);
 
   /// Writes the changes, if there are any, and reads what others wrote. \param wait_ms at most so long for others
-  /// \return false when the disk is as it was; the changes are kept
+  /// \return false when the disk is as it was, or when it is not sure that what was written outlives a loss of power;
+  ///   the changes are kept
   bool Synchronize(int wait_ms = kLockWaitMs);
   /// Is there anything to write?
   bool HasChanges();
 
   /// Around a fork, so that the child finds no lock taken that nobody will give back, and has no descriptor of a save.
+  /// Signals are blocked meanwhile, which is up to the caller.
   void LockForFork();
   void UnlockAfterFork();
   /// In the child, before that: what its parent has not saved is the parent's to save. The child sees it until it

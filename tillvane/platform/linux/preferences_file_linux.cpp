@@ -104,7 +104,12 @@ bool ReplaceFile(const std::string& path, std::string_view text) {
 PreferencesFile::PreferencesFile(std::string folder, std::size_t most)
     : folder_(std::move(folder)), path_(folder_ + "/preferences"), most_(most) {}
 
-bool PreferencesFile::MakeFolder() const { return MakeSyncedFolder(ParentOf(folder_)) && MakeSyncedFolder(folder_); }
+bool PreferencesFile::MakeFolder() const {
+  // Who wrote the file had synced the names of its folders before.
+  struct stat info;
+  const StandingName standing = lstat(path_.c_str(), &info) == 0 ? StandingName::kLasts : StandingName::kIsToBeSynced;
+  return MakeSyncedFolder(ParentOf(folder_), standing) && MakeSyncedFolder(folder_, standing);
+}
 
 bool PreferencesFile::FindPlace(std::string* place) const {
   struct stat info;

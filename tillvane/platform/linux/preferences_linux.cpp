@@ -1,6 +1,7 @@
 #include <tillvane/platform/preferences.h>
 
 #include <pthread.h>
+#include <signal.h>
 
 #include <map>
 #include <mutex>
@@ -10,6 +11,7 @@
 #include <tillvane/platform/linux/known_folders_linux.h>
 #include <tillvane/platform/linux/never_destroyed_linux.h>
 #include <tillvane/platform/linux/preference_store_linux.h>
+#include <tillvane/platform/linux/signals_blocked_linux.h>
 #include <tillvane/platform/main_bundle.h>
 
 namespace platform {
@@ -21,24 +23,28 @@ class PreferenceStores {
  public:
   PreferenceStore& Current() {
     std::string folder = ConfigurationFolder() + '/' + MainBundleName();
-    const std::lock_guard guard(mutex_);
+    const UninterruptedLock guard(mutex_);
     return stores_.try_emplace(folder, folder).first->second;
   }
 
   void Save() {
-    const std::lock_guard guard(mutex_);
+    const UninterruptedLock guard(mutex_);
     for (auto& [folder, store] : stores_) {
       if (store.HasChanges()) store.Synchronize();
     }
   }
 
   void LockForFork() {
+    const sigset_t before = BlockSignals();
     mutex_.lock();
+    before_fork_ = before;
     for (auto& [folder, store] : stores_) store.LockForFork();
   }
   void UnlockAfterFork() {
+    const sigset_t before = before_fork_;
     for (auto& [folder, store] : stores_) store.UnlockAfterFork();
     mutex_.unlock();
+    RestoreSignals(before);
   }
   void LeaveChangesToParent() {
     for (auto& [folder, store] : stores_) store.LeaveChangesToParent();
@@ -46,6 +52,7 @@ class PreferenceStores {
 
  private:
   std::mutex mutex_;
+  sigset_t before_fork_ = {};  ///< the signals of the thread that forks
   std::map<std::string, PreferenceStore> stores_;
 };
 

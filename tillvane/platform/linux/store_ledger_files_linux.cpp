@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include <tillvane/platform/linux/durable_folder_linux.h>
+#include <tillvane/platform/linux/signals_blocked_linux.h>
 
 namespace platform {
 
@@ -79,7 +80,7 @@ bool MakeLedgerFile(const std::string& path, std::string* error) {
   // Closing a file drops this process's record locks on it, whoever took them: without the mutex, another thread could
   // have opened and locked the new ledger between the two calls.
   static std::mutex mutex;
-  const std::lock_guard guard(mutex);
+  const UninterruptedLock guard(mutex);
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
   if (file < 0 && errno == EEXIST) return true;
   if (file >= 0) {

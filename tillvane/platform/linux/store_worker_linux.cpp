@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <condition_variable>
-#include <csignal>
 #include <cstdio>
 #include <deque>
 #include <mutex>
@@ -12,6 +11,8 @@
 #include <thread>
 #include <utility>
 
+#include <tillvane/platform/linux/signals_blocked_linux.h>
+
 namespace platform {
 
 namespace {
@@ -19,24 +20,6 @@ namespace {
 // 'TvSt' and 'Done': an answer waits.
 constexpr unsigned int kAnswerClass = 0x54765374;
 constexpr unsigned int kAnswerKind = 0x446F6E65;
-
-/// While this lives, the calling thread handles no signal but those that a fault of its own raises: a thread that it
-/// starts inherits that, and the host's handlers keep to the host's threads.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t blocked;
-    sigfillset(&blocked);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT, SIGSYS}) sigdelset(&blocked, fault);
-    pthread_sigmask(SIG_SETMASK, &blocked, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_;
-};
 
 void PostAnswerEvent() {
   Event* event = CreateEvent(kAnswerClass, kAnswerKind);
@@ -62,13 +45,13 @@ struct StoreWorker::Shared {
   void Deliver(Answer answer) {
     if (!answer) return;
     {
-      const std::lock_guard guard(lock);
+      const UninterruptedLock guard(lock);
       answers.push_back(std::move(answer));
     }
     PostAnswerEvent();
   }
   Answer NextAnswer() {
-    const std::lock_guard guard(lock);
+    const UninterruptedLock guard(lock);
     if (answers.empty()) return nullptr;
     Answer answer = std::move(answers.front());
     answers.pop_front();
@@ -88,7 +71,7 @@ void StoreWorker::Close() {
   RemoveEventHandler(handler_);
   Shared& shared = OfThisProcess();
   {
-    const std::lock_guard guard(shared.lock);
+    const UninterruptedLock guard(shared.lock);
     shared.ending = true;
   }
   shared.changed.notify_one();
@@ -115,7 +98,7 @@ void StoreWorker::Queue(QueuedJob job) {
   // Without a thread the host waits for the disk; it still sells.
   if (!StartThread(shared)) return Work(shared, job.job);
   {
-    const std::lock_guard guard(shared.lock);
+    const UninterruptedLock guard(shared.lock);
     shared.jobs.push_back(std::move(job));
   }
   shared.changed.notify_one();
@@ -123,7 +106,7 @@ void StoreWorker::Queue(QueuedJob job) {
 
 bool StoreWorker::IsIdle() {
   Shared& shared = OfThisProcess();
-  const std::lock_guard guard(shared.lock);
+  const UninterruptedLock guard(shared.lock);
   return shared.jobs.empty() && !shared.working && shared.answers.empty();
 }
 

@@ -5,14 +5,18 @@
 #include <cerrno>
 #include <utility>
 
+#include <tillvane/core/cancellation.h>
+
 namespace platform {
 
-/// An open descriptor, or none; closed at the end, which leaves errno as it was.
+/// An open descriptor, or none; closed at the end, which leaves errno as it was and is no place where a thread is
+/// cancelled.
 class Descriptor {
  public:
   explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
   ~Descriptor() {
     if (!IsOpen()) return;
+    const core::CancellationPutOff put_off;
     const int error = errno;
     close(descriptor_);
     errno = error;

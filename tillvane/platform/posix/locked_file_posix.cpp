@@ -30,7 +30,10 @@ int FlagsFor(OpenFor purpose) {
 /// \return 0, or the errno of what is not to be locked
 int RefusalOf(const struct stat& opened, OpenFor purpose) {
   const bool is_file = S_ISREG(opened.st_mode);
-  if (purpose == OpenFor::kReadingOwn) return is_file && opened.st_uid == geteuid() ? 0 : EPERM;
+  if (purpose == OpenFor::kReadingOwn) {
+    // Another user can make a second name of a file of this one's. What has none any more was replaced.
+    return is_file && opened.st_uid == geteuid() && opened.st_nlink <= 1 ? 0 : EPERM;
+  }
   return is_file || S_ISDIR(opened.st_mode) ? 0 : EOPNOTSUPP;
 }
 
