@@ -6,13 +6,11 @@
 
 namespace qt_host {
 
-// docs: bracket
 RunLoopBracket::RunLoopBracket(QWidget& window) {
   LRunLoopEnter([](void* data) { static_cast<QWidget*>(data)->close(); }, &window);
 }
 
 RunLoopBracket::~RunLoopBracket() { LRunLoopLeave(); }
-// docs: end
 
 Host::Host() {
   LThreadRunOnMainThread::Init();

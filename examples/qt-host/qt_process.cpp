@@ -31,7 +31,6 @@ bool QtProcess::Pause(unsigned int ms) {
   return IsToStop();
 }
 
-// docs: wait
 int QtProcess::WaitInQt(LSignalObjectRef signal, unsigned int ms) {
   if (signal.filedes[0] < 0) return kTimePassed;
   QEventLoop loop;
@@ -57,6 +56,5 @@ void QtProcess::Turn(QEventLoop& loop, unsigned int ms) {
   loop.exec();
   loops_.pop_back();
 }
-// docs: end
 
 }  // namespace qt_host

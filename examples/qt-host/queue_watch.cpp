@@ -8,10 +8,8 @@ namespace qt_host {
 
 bool HasLibraryLoop() { return QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib"); }
 
-// docs: queue
 QueueWatch::QueueWatch() : readable_(LEventQueueDescriptor(), QSocketNotifier::Read) {
   QObject::connect(&readable_, &QSocketNotifier::activated, &readable_, [] { LEventQueueDrain(); });
 }
-// docs: end
 
 }  // namespace qt_host

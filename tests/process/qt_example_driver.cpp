@@ -17,7 +17,7 @@
 namespace {
 
 constexpr int kLookMs = 5;
-constexpr int kStepMs = 20000;
+constexpr int kStepMs = 60000;
 
 /// Something to wait for, and what is then done.
 struct Step {
@@ -138,10 +138,53 @@ void QuitDeferred(Driver& driver) {
   AddDeferred(driver, [] { raise(SIGTERM); });
 }
 
+void Expect(int outcome, int expected, const char* what) {
+  if (outcome == expected) return;
+  std::fprintf(stderr, "%s: %d, not %d\n", what, outcome, expected);
+  std::_Exit(1);
+}
+
+/// The waits by themselves.
+void WaitForSignals() {
+  constexpr unsigned int no_limit = 0xFFFFFFFF, long_ms = 60000;
+  qt_host::QtProcess process([] {});
+  LSignalObject signal;
+  for (const unsigned int ms : {no_limit, long_ms}) {
+    signal.Reset();
+    QTimer::singleShot(1, [&] { signal.Signal(); });
+    Expect(process.ProcessWaitSignal(signal, ms), 0, "a wait for a signal that comes");
+    Expect(process.ProcessWaitSignal(signal, ms), 0, "a wait for a signal that is there");
+  }
+  signal.Reset();
+  Expect(process.ProcessWaitSignal(signal, 1), 2, "a wait whose time passes");
+  Expect(process.ProcessWaitSignal({}, 1), 2, "a wait for nothing");
+  Expect(process.ProcessWait(1), 0, "a pause whose time passes");
+  // Inside of each other: the stop ends both.
+  for (const unsigned int ms : {no_limit, long_ms}) {
+    process.BeginStep();
+    int inner = -1;
+    QTimer::singleShot(1, [&] {
+      QTimer::singleShot(1, [&] { process.Stop(); });
+      inner = process.ProcessWaitSignal(signal, no_limit);
+    });
+    Expect(process.ProcessWaitSignal(signal, ms), 1, "a wait that is stopped");
+    Expect(inner, 1, "the wait inside of it");
+  }
+  Expect(process.ProcessWait(long_ms), 1, "a pause that is stopped");
+}
+
+void Wait(Driver& driver) {
+  AddWords(driver, "The price is $4.99.", [&driver] {
+    WaitForSignals();
+    driver.Close();
+  });
+}
+
 constexpr struct {
   const char* name;
   void (*add)(Driver& driver);
 } kScenarios[] = {
+    {"waits", &Wait},
     {"buy", &Buy},
     {"decline", &Decline},
     {"cancel-question", &CancelQuestion},

@@ -14,7 +14,7 @@ using support::ProcessResult;
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr unsigned int kEndMs = 100000;
+constexpr unsigned int kEndMs = 250000;
 
 class QtExample : public testing::TestWithParam<std::tuple<std::string, bool>> {};
 
@@ -46,8 +46,9 @@ TEST_P(QtExample, Sells) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Loops, QtExample,
-                         testing::Combine(testing::Values("buy", "decline", "cancel-question", "cancel-deferred",
-                                                          "quit-idle", "quit-question", "quit-deferred"),
+                         testing::Combine(testing::Values("waits", "buy", "decline", "cancel-question",
+                                                          "cancel-deferred", "quit-idle", "quit-question",
+                                                          "quit-deferred"),
                                           testing::Bool()),
                          [](const auto& info) {
                            std::string name = std::get<0>(info.param);
