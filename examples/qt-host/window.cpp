@@ -61,6 +61,8 @@ void Window::Connect() {
           [this] { RunSoon(&Shop::Restore, "Looking for an earlier purchase…"); });
   connect(&cancel_, &QPushButton::clicked, this, [this] { Stop(); });
   connect(&count_, &QPushButton::clicked, this, [this] { StartCounting(); });
+  begin_.setSingleShot(true);
+  connect(&begin_, &QTimer::timeout, this, [this] { Run(); });
   connect(&tick_, &QTimer::timeout, this, [this] { ticks_label_.setNum(++ticks_); });
 }
 
@@ -94,11 +96,12 @@ void Window::RunSoon(Step step, const char* words) {
   process_.BeginStep();
   SetBusy(true);
   words_.setText(words);
-  QTimer::singleShot(0, this, [this, step] { Run(step); });
+  step_ = step;
+  begin_.start(0);
 }
 
-void Window::Run(Step step) {
-  words_.setText(QString::fromStdString(process_.IsToStop() ? "Stopped." : (shop_.*step)()));
+void Window::Run() {
+  words_.setText(QString::fromStdString(process_.IsToStop() ? "Stopped." : (shop_.*step_)()));
   SetBusy(false);
   if (!shop_.Price().empty()) sell_.setText(QString::fromStdString("Buy for " + shop_.Price()));
   if (closing_) close();

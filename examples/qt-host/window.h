@@ -45,7 +45,7 @@ class Window : public QWidget {
   void Connect();
   bool Ask(const std::string& product, const std::string& price);
   void RunSoon(Step step, const char* words);
-  void Run(Step step);
+  void Run();
   void SetBusy(bool busy);
   void Stop();
   void StartCounting();
@@ -61,6 +61,8 @@ class Window : public QWidget {
   QLabel ticks_label_;
   QPushButton count_{"Count primes"};
   CountBar count_bar_{count_};
+  Step step_ = nullptr;
+  QTimer begin_;
   QTimer tick_;
   int ticks_ = 0;
   bool is_busy_ = false;

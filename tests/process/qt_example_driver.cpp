@@ -46,10 +46,9 @@ class Driver {
 
  private:
   void Look() {
-    if (IsDone() || QApplication::closingDown()) return;
-    if (!steps_[next_].has_come()) {
+    if (IsDone() || !steps_[next_].has_come()) {
       if (!end_.hasExpired()) return;
-      std::fprintf(stderr, "in vain: %s; the window says: %s\n", steps_[next_].awaited,
+      std::fprintf(stderr, "in vain: %s; the window says: %s\n", IsDone() ? "the end" : steps_[next_].awaited,
                    qPrintable(window_.findChild<QLabel*>("words")->text()));
       std::_Exit(1);
     }
