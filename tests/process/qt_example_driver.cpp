@@ -143,6 +143,19 @@ void Expect(int outcome, int expected, const char* what) {
   std::_Exit(1);
 }
 
+/// Calls a function soon, once, as long as it lives.
+class Soon {
+ public:
+  explicit Soon(const std::function<void()>& act) {
+    QObject::connect(&timer_, &QTimer::timeout, act);
+    timer_.setSingleShot(true);
+    timer_.start(1);
+  }
+
+ private:
+  QTimer timer_;
+};
+
 /// The waits by themselves.
 void WaitForSignals() {
   constexpr unsigned int no_limit = 0xFFFFFFFF, long_ms = 60000;
@@ -150,7 +163,7 @@ void WaitForSignals() {
   LSignalObject signal;
   for (const unsigned int ms : {no_limit, long_ms}) {
     signal.Reset();
-    QTimer::singleShot(1, [&] { signal.Signal(); });
+    const Soon soon([&] { signal.Signal(); });
     Expect(process.ProcessWaitSignal(signal, ms), 0, "a wait for a signal that comes");
     Expect(process.ProcessWaitSignal(signal, ms), 0, "a wait for a signal that is there");
   }
@@ -162,8 +175,8 @@ void WaitForSignals() {
   for (const unsigned int ms : {no_limit, long_ms}) {
     process.BeginStep();
     int inner = -1;
-    QTimer::singleShot(1, [&] {
-      QTimer::singleShot(1, [&] { process.Stop(); });
+    const Soon soon([&] {
+      const Soon stop([&] { process.Stop(); });
       inner = process.ProcessWaitSignal(signal, no_limit);
     });
     Expect(process.ProcessWaitSignal(signal, ms), 1, "a wait that is stopped");
