@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/open_descriptors.h>
-#include <tillvane/platform/linux/descriptor_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
 
 namespace {
 

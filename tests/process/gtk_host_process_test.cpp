@@ -1,45 +1,17 @@
 // A GTK host on a display of its own: see gtk_host.cpp.
 
-#include <signal.h>
-
-#include <string>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include <tests/support/child_process.h>
+#include <tests/support/display.h>
 
 namespace {
 
-using support::ChildProcess;
+using support::Display;
 using support::ProcessResult;
 using support::RunProcess;
 
 constexpr unsigned int kLongMs = 60000;
-
-/// An X server without a screen, for as long as it lives.
-class Display {
- public:
-  Display() : server_({"/usr/bin/Xvfb", "-displayfd", "1", "-screen", "0", "640x480x24", "-nolisten", "tcp"}) {
-    if (server_.IsStarted() && server_.WaitForOutput("\n", kLongMs)) {
-      name_ = ":" + server_.Output().substr(0, server_.Output().find('\n'));
-    }
-  }
-
-  /// A server that is asked to end takes its lock and its socket away.
-  ~Display() {
-    if (!server_.IsStarted()) return;
-    server_.Signal(SIGTERM);
-    server_.WaitForEnd(kLongMs);
-  }
-
-  /// Empty when there is no server.
-  const std::string& Name() const { return name_; }
-
- private:
-  ChildProcess server_;
-  std::string name_;
-};
 
 class GtkHost : public testing::TestWithParam<const char*> {};
 

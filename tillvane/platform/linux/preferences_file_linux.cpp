@@ -15,9 +15,9 @@
 #include <thread>
 #include <utility>
 
-#include <tillvane/platform/posix/descriptor_posix.h>
 #include <tillvane/platform/linux/durable_folder_linux.h>
 #include <tillvane/platform/linux/small_file_linux.h>
+#include <tillvane/platform/posix/descriptor_posix.h>
 
 namespace platform {
 
