@@ -41,7 +41,7 @@ class LedgerDatabase {
   const std::string& Reason() const { return reason_; }
   /// Is the file itself damaged?
   bool IsCorrupt() const { return corrupt_; }
-  const FileIdentity& Identity() const { return identity_; }
+  const FileNumbers& Identity() const { return identity_; }
 
  private:
   friend class LedgerStatement;
@@ -64,7 +64,7 @@ class LedgerDatabase {
   bool FailCorrupt(const std::string& reason);
 
   std::string path_;
-  FileIdentity identity_;
+  FileNumbers identity_;
   std::unique_ptr<sqlite3, Closer> connection_;
   std::string reason_;
   bool corrupt_ = false;

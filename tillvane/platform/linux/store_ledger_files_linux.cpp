@@ -57,7 +57,7 @@ std::string WithSystemReason(const std::string& what, int code) {
   return what + " (" + strerror_r(code, buffer, sizeof buffer) + ")";
 }
 
-bool IdentifyFile(const std::string& path, FileIdentity* identity) {
+bool IdentifyFile(const std::string& path, FileNumbers* identity) {
   struct stat info;
   if (lstat(path.c_str(), &info) != 0) return false;
   *identity = {info.st_dev, info.st_ino};

@@ -7,14 +7,14 @@
 namespace platform {
 
 /// What tells a file from another one that stands under its name later.
-struct FileIdentity {
+struct FileNumbers {
   dev_t device = 0;
   ino_t inode = 0;
-  bool operator==(const FileIdentity&) const = default;
+  bool operator==(const FileNumbers&) const = default;
 };
 
 /// A link is not followed. \return false with errno
-bool IdentifyFile(const std::string& path, FileIdentity* identity);
+bool IdentifyFile(const std::string& path, FileNumbers* numbers);
 
 /// Makes a folder and the missing ones above it, for the user alone; one that stands is left as it is.
 /// \return false with one line in `error` that names the folder

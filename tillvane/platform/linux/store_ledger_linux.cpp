@@ -255,7 +255,7 @@ bool StoreLedger::BeAnInstance() {
 
 /// Closes what a failed call has opened. \return false
 bool StoreLedger::Stop(std::unique_ptr<LedgerDatabase> database) {
-  FileIdentity damaged;
+  FileNumbers damaged;
   const bool corrupt = database && database->IsCorrupt();
   if (database) {
     error_ = path_ + ": " + database->Reason();
@@ -271,8 +271,8 @@ bool StoreLedger::Stop(std::unique_ptr<LedgerDatabase> database) {
   return false;
 }
 
-void StoreLedger::SetAside(const FileIdentity& damaged) {
-  FileIdentity now;
+void StoreLedger::SetAside(const FileNumbers& damaged) {
+  FileNumbers now;
   std::string aside;
   std::string error;
   if (!lock_->TakeAlone()) {

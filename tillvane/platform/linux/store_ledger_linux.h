@@ -11,7 +11,7 @@ namespace platform {
 
 class LedgerDatabase;
 class LedgerLock;
-struct FileIdentity;
+struct FileNumbers;
 
 /// Every transaction of this application's store, kept in a folder, shared by any number of processes.
 ///
@@ -70,7 +70,7 @@ class StoreLedger {
   bool BeReady();
   bool BeAnInstance();
   bool Stop(std::unique_ptr<LedgerDatabase> database);
-  void SetAside(const FileIdentity& damaged);
+  void SetAside(const FileNumbers& damaged);
   bool Insert(LedgerDatabase& database, bool non_consumable, long long original, StoreTransaction* transaction);
   bool Change(LedgerDatabase& database, StoreTransaction* transaction);
   bool TakeOver(LedgerDatabase& database, long long owner);

@@ -73,9 +73,9 @@ bool LedgerLock::LockByte(long long byte, short kind) const {
 
 bool LedgerLock::IsInPlace() const {
   struct stat open_file;
-  FileIdentity named;
+  FileNumbers named;
   return fstat(file_, &open_file) == 0 && IdentifyFile(path_, &named) &&
-         named == FileIdentity{open_file.st_dev, open_file.st_ino};
+         named == FileNumbers{open_file.st_dev, open_file.st_ino};
 }
 
 bool LedgerLock::IsAlive(long long number) const {
