@@ -56,7 +56,8 @@ TEST(DocumentPortal, TheRuntimeFolderMayEndInSlashes) {
 // As it does in a snap.
 TEST(DocumentPortal, TheRuntimeFolderMayBeAnothersThanThePortals) {
   const std::string user = "/run/user/" + std::to_string(geteuid()), other = user + "0";
-  for (const char* folder : {static_cast<const char*>(nullptr), (user + "/snap.name").c_str(), user.c_str()}) {
+  const std::string snap = user + "/snap.name";
+  for (const char* folder : {static_cast<const char*>(nullptr), snap.c_str(), user.c_str()}) {
     const EnvironmentVariable runtime("XDG_RUNTIME_DIR", folder);
     EXPECT_EQ(platform::PortalDocumentOf(user + "/doc/1a2b/x").id, "1a2b");
     EXPECT_EQ(platform::PortalDocumentOf(other + "/doc/1a2b/x").id, "");
