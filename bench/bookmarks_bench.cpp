@@ -1,3 +1,4 @@
+#include <stdio.h>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -9,6 +10,7 @@
 #include <system_error>
 #include <vector>
 
+#include <tests/support/environment_variable.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LPlatformURL.h>
 #include <tillvane/files/LSandboxBookmark.h>
@@ -24,13 +26,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using support::EnvironmentVariable;
+
 /// Files that were granted, and the preferences of an application that kept the grants.
 class Grants {
  public:
-  explicit Grants(int count) {
+  /// \param files_of_a_folder how many of them lie together
+  explicit Grants(int count, int files_of_a_folder = 100) : files_of_a_folder_(files_of_a_folder) {
     if (!workshop_.IsThere()) return;
-    setenv("HOME", workshop_.File("home").c_str(), 1);
-    setenv("XDG_CONFIG_HOME", workshop_.File("config").c_str(), 1);
     std::vector<std::string> keys;
     for (int i = 0; i < count; ++i) {
       keys.push_back("grant " + std::to_string(i));
@@ -49,13 +52,22 @@ class Grants {
     const std::string other = workshop_.File("config-" + std::to_string(++others_));
     std::error_code error;
     fs::create_directory_symlink("config", other, error);
-    setenv("XDG_CONFIG_HOME", other.c_str(), 1);
+    config_home_.reset();
+    config_home_ = std::make_unique<EnvironmentVariable>("XDG_CONFIG_HOME", other.c_str());
+  }
+
+  /// Each file becomes another one of the same name, as when an editor saves it.
+  bool SaveAllAnew() const {
+    for (const std::string& path : paths_) {
+      const std::string fresh = path + ".new";
+      if (mknod(fresh.c_str(), S_IFREG | 0600, 0) != 0 || rename(fresh.c_str(), path.c_str()) != 0) return false;
+    }
+    return true;
   }
 
  private:
   bool Keep(const std::string& key, int number) {
-    constexpr int files_of_a_folder = 100;
-    const std::string folder = workshop_.File("granted-" + std::to_string(number / files_of_a_folder));
+    const std::string folder = workshop_.File("granted-" + std::to_string(number / files_of_a_folder_));
     mkdir(folder.c_str(), 0700);
     paths_.push_back(folder + "/document-" + std::to_string(number) + ".txt");
     if (mknod(paths_.back().c_str(), S_IFREG | 0600, 0) != 0) return false;
@@ -77,6 +89,10 @@ class Grants {
   }
 
   const Workshop workshop_;
+  const EnvironmentVariable home_{"HOME", workshop_.File("home").c_str()};
+  std::unique_ptr<EnvironmentVariable> config_home_ =
+      std::make_unique<EnvironmentVariable>("XDG_CONFIG_HOME", workshop_.File("config").c_str());
+  const int files_of_a_folder_;
   std::vector<std::string> paths_;
   std::string preferences_;
   int others_ = 0;
@@ -132,6 +148,17 @@ double ProcessorSeconds() {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
+void MeasureManager(const std::string& name, const std::shared_ptr<Grants>& grants, double goal, const Options& options,
+                    Goals* goals) {
+  Measure({name,
+           {Clock::kThread},
+           "LSandboxBookmarkManager::Create",
+           Creations(grants),
+           {{"read the file, TestFileExists each", Looks(grants), goal}},
+           static_cast<int>(grants->Paths().size())},
+          options, goals);
+}
+
 /// \return the time of one creation
 double MeasureCreations(int count, double goal, const Options& options, Goals* goals) {
   const auto grants = std::make_shared<Grants>(count);
@@ -139,13 +166,7 @@ double MeasureCreations(int count, double goal, const Options& options, Goals* g
     goals->NoteFailure("bookmarks: no grants to take over");
     return 0;
   }
-  Measure({"a manager with " + std::to_string(count) + " grants",
-           {Clock::kThread},
-           "LSandboxBookmarkManager::Create",
-           Creations(grants),
-           {{"read the file, TestFileExists each", Looks(grants), goal}},
-           count},
-          options, goals);
+  MeasureManager("a manager with " + std::to_string(count) + " grants", grants, goal, options, goals);
   std::vector<double> times;
   for (int i = 0; i < 5; ++i) {
     grants->Forget();
@@ -157,6 +178,12 @@ double MeasureCreations(int count, double goal, const Options& options, Goals* g
   return Median(times);
 }
 
+void MeasureSavedAnew(int count, double goal, const Options& options, Goals* goals) {
+  const auto grants = std::make_shared<Grants>(count, count);
+  if (!grants->IsThere() || !grants->SaveAllAnew()) return goals->NoteFailure("bookmarks: no grants to take over");
+  MeasureManager(std::to_string(count) + " grants in one folder, all saved anew", grants, goal, options, goals);
+}
+
 }  // namespace
 
 void RunBookmarksFamily(const Options& options, Goals* goals) {
@@ -166,6 +193,7 @@ void RunBookmarksFamily(const Options& options, Goals* goals) {
   MeasureCreations(10, none, options, goals);
   const double some = MeasureCreations(1000, tenfold, options, goals);
   const double many = MeasureCreations(10000, tenfold, options, goals);
+  MeasureSavedAnew(10000, tenfold, options, goals);
   constexpr double slack = 1.5;
   goals->Note("bookmarks: ten times as many grants take no more than fifteen times as long", many <= 10 * slack * some);
 }

@@ -36,6 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(record->path.starts_with('/') && record->path.size() < 4096, "a path is absolute and short enough");
   Require(record->path.find('\0') == std::string::npos, "a path is a text");
   Require(record->document.id.empty() == record->document.rest.empty(), "a document is whole");
+  Require(record->document.id.empty() || platform::IsDocumentID(record->document.id), "an id is plain");
+  Require(record->document.rest.size() < 4096, "what follows an id is short enough");
   Require(platform::EncodeBookmark(*record) == bytes, "what is made of it is the same again");
   return 0;
 }

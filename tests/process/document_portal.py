@@ -1,10 +1,11 @@
 """A document portal on the session bus.
 
-usage: document_portal.py serve MOUNT HOST-PATH | confined MOUNT | refuse | silent
+usage: document_portal.py serve MOUNT HOST-PATH | confined MOUNT | slow MOUNT | refuse | silent
        document_portal.py add FILE | delete ID
 
-`serve`, `confined`, `refuse` and `silent` stand in for the portal: it tells where it is mounted and where each document
-really is, or only the former, or it refuses, or never answers. Writes "ready", then each call that it gets.
+`serve`, `confined`, `slow`, `refuse` and `silent` stand in for the portal: it tells where it is mounted and where each
+document really is, or only the former, or takes a second and a half for the latter, or it refuses, or never answers.
+Writes "ready", then each call that it gets.
 
 `add` and `delete` give a file to the portal that is there, and write "document ID", or take it back.
 """
@@ -36,13 +37,15 @@ def serve(way, arguments):
     folder = {"refuse": REFUSAL, "silent": "import time; time.sleep(3600)"}.get(way)
     portal.AddMethod(NAME, "GetMountPoint", "", "ay", folder or "ret = " + bytes_of(arguments[0]))
     info = f"ret = ({bytes_of(arguments[1])}, dbus.Dictionary({{}}, signature='sas'))" if way == "serve" else REFUSAL
+    if way == "slow":
+        info = "import time; time.sleep(1.5); " + REFUSAL
     portal.AddMethod(NAME, "Info", "s", "aya{sas}", info)
     print("ready")
     GLib.MainLoop().run()
 
 
 def main(command, *arguments):
-    if command in ("serve", "confined", "refuse", "silent"):
+    if command in ("serve", "confined", "slow", "refuse", "silent"):
         serve(command, arguments)
     portal = dbus.Interface(dbus.SessionBus().get_object(NAME, PATH), NAME)
     if command == "add":

@@ -1,6 +1,7 @@
 #include <tests/support/scripted_grants.h>
 
 #include <cstdlib>
+#include <string_view>
 #include <utility>
 
 #include <tillvane/platform/preferences.h>
@@ -26,12 +27,15 @@ const std::string kBookmarkOf = "bookmark of ";
 
 Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-void Note(const std::string& call) { Script().calls.push_back(call); }
+void Note(std::string_view call, std::string_view argument = {}) {
+  if (Script().keeps_calls) Script().calls.push_back(std::string(call).append(argument));
+}
 
 template <class T>
 std::optional<T> Find(const char* key) {
   const auto place = Script().preferences.find(key);
-  if (place == Script().preferences.end() || !std::holds_alternative<T>(place->second)) return std::nullopt;
+  if (!Script().can_read || place == Script().preferences.end() || !std::holds_alternative<T>(place->second))
+    return std::nullopt;
   return std::get<T>(place->second);
 }
 
@@ -41,8 +45,9 @@ ScriptedGrants::ScriptedGrants() { script = this; }
 ScriptedGrants::~ScriptedGrants() { script = nullptr; }
 
 LPlatformURL* ScriptedGrants::Grant(const std::string& path) {
+  auto* const url = new LPlatformURL{path};
   ++urls;
-  return new LPlatformURL{path};
+  return url;
 }
 
 int ScriptedGrants::ReferencesOf(LPlatformURL* url) const { return url->references; }
@@ -62,14 +67,16 @@ using support::Note;
 using support::Script;
 using support::Texts;
 
-bool HasPreference(const char* key) { return Script().preferences.count(key) != 0; }
+bool ArePreferencesReadable() { return Script().can_read; }
+
+bool HasPreference(const char* key) { return Script().can_read && Script().preferences.count(key) != 0; }
 
 std::optional<std::string> PreferenceText(const char* key) { return support::Find<std::string>(key); }
 std::optional<Texts> PreferenceTexts(const char* key) { return support::Find<Texts>(key); }
 std::optional<Bytes> PreferenceData(const char* key) { return support::Find<Bytes>(key); }
 
 void SetPreferenceText(const char* key, const std::string& text) {
-  Note(std::string("text ") + key);
+  Note("text ", key);
   Script().preferences[key] = text;
 }
 
@@ -86,7 +93,7 @@ void SetPreferenceData(const char* key, const Bytes& data) {
 }
 
 void RemovePreference(const char* key) {
-  Note(std::string("remove ") + key);
+  Note("remove ", key);
   Script().preferences.erase(key);
 }
 
@@ -111,28 +118,32 @@ std::string ScopedURLPath(LPlatformURL* url) { return url != nullptr ? url->path
 
 bool StartScopedAccess(LPlatformURL* url) {
   if (url == nullptr || !Script().knows_access) return false;
-  Note("start " + url->path);
+  Note("start ", url->path);
   return true;
 }
 
 bool StopScopedAccess(LPlatformURL* url) {
   if (url == nullptr || !Script().knows_access) return false;
-  Note("stop " + url->path);
+  Note("stop ", url->path);
   return true;
 }
 
 std::optional<Bytes> ScopedBookmark(LPlatformURL* url) {
   if (url == nullptr || Script().without_bookmark.count(url->path) != 0) return std::nullopt;
-  Note("bookmark " + url->path);
+  Note("bookmark ", url->path);
   return support::ScriptedGrants::Bookmark(url->path);
 }
 
 ResolvedBookmark ResolveScopedBookmark(const Bytes& bookmark) {
+  if (Script().resolving == 0) ++Script().resolved_alone;
   const std::string text(bookmark.begin(), bookmark.end());
   if (text.rfind(support::kBookmarkOf, 0) == 0) {
     return {Script().Grant(text.substr(support::kBookmarkOf.size())), false};
   }
   return {nullptr, bookmark != support::ScriptedGrants::Neither()};
 }
+
+void BeginResolvingMany() { ++Script().resolving; }
+void EndResolvingMany() { --Script().resolving; }
 
 }  // namespace platform

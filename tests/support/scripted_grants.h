@@ -38,11 +38,15 @@ struct ScriptedGrants {
   static Bytes Neither();
 
   std::map<std::string, Value> preferences;
+  bool can_read = true;  ///< Otherwise there is no value.
   bool can_synchronize = true;
   bool knows_access = true;                ///< Have URLs such a thing?
   std::set<std::string> without_bookmark;  ///< paths
+  bool keeps_calls = true;                 ///< That takes memory.
   Texts calls;
-  int urls = 0;  ///< that are alive
+  int urls = 0;            ///< that are alive
+  int resolving = 0;       ///< begun and not ended
+  int resolved_alone = 0;  ///< bookmarks, outside of that
 };
 
 }  // namespace support

@@ -9,6 +9,7 @@
 ///
 /// A pattern list that is empty ends the filter as well. What is before "*." in a pattern means nothing, so that a
 /// pattern without "*." gives nothing; an extension ends at the next ';'. It may be empty, and may come twice.
+/// An extension that is not UTF-8 is one as well, where the system's arrays have room for it: on Linux, byte by byte.
 /// \param extensions not null; used by one thread at a time
 /// \param filter null and an empty one add nothing
 TILLVANE_API void ParseFileTypes(LPlatformStringArray* extensions, const char* filter);

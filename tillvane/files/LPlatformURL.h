@@ -8,7 +8,8 @@
 /// Where memory is missing std::bad_alloc leaves. Any thread.
 
 /// \param path terminated; relative to the current directory, or absolute. The file need not be there
-/// \return a reference, which the caller releases; null for a null or empty path
+/// \return a reference, which the caller releases; null for a null or empty path, and for a relative one when the
+///   current directory is gone
 TILLVANE_API LPlatformURL* LPlatformURLCreate(const char* path);
 
 /// Gives a reference back; null is none. What was given to LSandboxBookmarkManager lives on there.

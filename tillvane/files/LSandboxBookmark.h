@@ -43,7 +43,7 @@ struct TILLVANE_API LSandboxBookmarkItem {
 class TILLVANE_API LSandboxBookmarkManager {
  public:
   /// Takes over what is kept. A bookmark that leads nowhere now stays for the next time; one that cannot be read is
-  /// dropped.
+  /// dropped. While the preferences cannot be read, there is nothing to take over, and the list on disk stays as it is.
   LSandboxBookmarkManager();
   /// Sets the list of keys, without a wait for the disk, and stops every access.
   ~LSandboxBookmarkManager();
@@ -76,7 +76,8 @@ class TILLVANE_API LSandboxBookmarkManager {
   /// \return the newest item of this path, null when there is none
   LSandboxBookmarkItem* InstanceGetItem(const char* path) const;
 
-  /// Puts a key on the list and waits for the disk, unless it is there.
+  /// Puts a key on the list and waits for the disk, unless it is there. A list that could not be read before is read
+  /// first; while it still cannot, nothing is written.
   void InstanceAddKey(const char* key);
 
   /// Keeps an item's bookmark under a key, and waits for the disk.
@@ -89,21 +90,23 @@ class TILLVANE_API LSandboxBookmarkManager {
   void InstanceSaveBookmarksToFile();
 
   /// Adds a grant and starts its access. Of a path that is there already the grant stays as it was, and the new URL is
-  /// ignored. A path that needs no grant is added, but neither accessed nor kept.
+  /// ignored. A path that needs no grant is added, but neither accessed nor kept. One of more than 259 bytes is cut,
+  /// and is accessed, but not kept: the next run could not tell it from another one.
   /// \param url the item takes a reference of its own
   void InstanceAddFilePath(const char* path, LPlatformURL* url, bool save_to_settings, bool caller_flag,
                            const char* key);
 
   /// Keeps a grant that was added.
   /// \param flag means nothing
-  /// \return false for a path that needs no grant, for one that was not added, and as InstanceSaveBookmarkToFile(), so
-  ///   also for one that is kept already
+  /// \return false for a path that needs no grant, for one that was not added or is longer than 259 bytes, and as
+  ///   InstanceSaveBookmarkToFile(), so also for one that is kept already
   bool InstanceAddFilePathToSettings(const char* path, bool flag, const char* key);
 
   /// Takes over the grant that is kept under a key.
   /// \param removed whether it leads nowhere: a bookmark that cannot be read, which is dropped with its key, or a file
   ///   that is not there, or whose path is too long, which stays for the next time
-  /// \return whether there was anything under the key. If not, the key is taken off the list
+  /// \return whether there was anything under the key. If not, the key is taken off the list; so is what is no key,
+  ///   whatever there is under it
   bool InstanceLoadBookmark(LPlatformString* key, bool& removed);
 
   /// Takes over every grant on the list, and makes the bookmarks anew when any of them leads nowhere.
@@ -115,6 +118,8 @@ class TILLVANE_API LSandboxBookmarkManager {
   LStringLongTemplate<char> downloads, movies, music, pictures;
 
  private:
+  void ReadList();
+  bool HasList();
   void StoreKeys();
   bool KeepUnder(LSandboxBookmarkItem* item, const char* key);
   bool LoadBookmark(const std::string& key, bool* removed);

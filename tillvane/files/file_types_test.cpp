@@ -45,6 +45,7 @@ TEST(FileTypes, AreTheExtensionsOfAllPatterns) {
       {"Odd\0**.x;*..y\0"s, {"x", ".y"}},
       {"Twice\0*.x;*.x\0Again\0*.x\0"s, {"x", "x", "x"}},
       {"Umlauts\0*.\xC3\xBC\0"s, {"\xC3\xBC"}},
+      {"Not UTF-8\0*.\xFF;*.a\xC3;*.y\0"s, {"\xFF", "a\xC3", "y"}},
       {"Long\0*."s + std::string(1000, 'x') + ";*.y\0"s, {std::string(1000, 'x'), "y"}},
   };
   for (const auto& c : cases) EXPECT_EQ(ExtensionsOf(c.filter), c.extensions) << testing::PrintToString(c.filter);

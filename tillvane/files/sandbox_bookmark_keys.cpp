@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include <tillvane/files/path_text.h>
+#include <tillvane/text/LCharsets.h>
 #include <tillvane/text/utf8_sequence.h>
 
 namespace files {
@@ -21,5 +23,10 @@ bool IsUTF8(const std::string& text) {
 }  // namespace
 
 bool IsBookmarkKey(std::string_view key) { return !key.empty() && key != kBookmarkKeysKey && IsUTF8(std::string(key)); }
+
+std::string CutBookmarkKey(const char* key) {
+  char cut[kPathSize];
+  return {cut, utf8strlcpy(cut, key, sizeof cut)};
+}
 
 }  // namespace files

@@ -19,6 +19,17 @@ struct Release {
 };
 using URLReference = std::unique_ptr<LPlatformURL, Release>;
 
+/// The one whose list is still to be read: the manager of the process, which has no room to say so itself.
+const LSandboxBookmarkManager* without_list = nullptr;
+
+class ResolvingMany {
+ public:
+  ResolvingMany() { platform::BeginResolvingMany(); }
+  ~ResolvingMany() { platform::EndResolvingMany(); }
+  ResolvingMany(const ResolvingMany&) = delete;
+  ResolvingMany& operator=(const ResolvingMany&) = delete;
+};
+
 /// What is under a key but no data is no bookmark.
 platform::ResolvedBookmark ResolveUnder(const std::string& key) {
   const std::optional<std::vector<unsigned char>> bookmark = platform::PreferenceData(key.c_str());
@@ -64,11 +75,32 @@ bool LSandboxBookmarkManager::InstanceLoadBookmark(LPlatformString* key, bool& r
   return LoadBookmark(platform::TextOfString(key), &removed);
 }
 
-void LSandboxBookmarkManager::InstanceLoadBookmarksFromFile() {
+void LSandboxBookmarkManager::ReadList() {
+  without_list = this;
+  if (!platform::ArePreferencesReadable()) return;
   const auto stored = platform::PreferenceTexts(files::kBookmarkKeysKey);
   if (stored) {
     for (const std::string& key : *stored) platform::AppendString(keys, key);
   }
+  without_list = nullptr;
+}
+
+bool LSandboxBookmarkManager::HasList() {
+  if (without_list != this) return true;
+  if (!platform::ArePreferencesReadable()) return false;
+  // What was added meanwhile comes behind what is there.
+  const std::vector<std::string> added = platform::StringsOf(keys);
+  for (const std::string& key : added) platform::RemoveString(keys, key);
+  ReadList();
+  for (const std::string& key : added) {
+    if (!platform::ContainsString(keys, key)) platform::AppendString(keys, key);
+  }
+  return true;
+}
+
+void LSandboxBookmarkManager::InstanceLoadBookmarksFromFile() {
+  ReadList();
+  const ResolvingMany resolving;
   bool any_removed = false;
   for (const std::string& key : platform::StringsOf(keys)) {
     bool removed = false;

@@ -153,6 +153,50 @@ TEST_F(SandboxBookmarksLoaded, KeysThatAreNoneLeaveTheList) {
   EXPECT_THAT(Keys(), IsEmpty());
 }
 
+TEST_F(SandboxBookmarksLoaded, AListThatCouldNotBeReadIsNotWrittenOver) {
+  const std::string a = MakeGranted("a");
+  Keep("key a", ScriptedGrants::Bookmark(a));
+  grants_.can_read = false;
+  Create().InstanceAddKey("new");
+  EXPECT_THAT(Paths(), IsEmpty());
+  EXPECT_THAT(Keys(), ElementsAre("new"));
+  Destroy();
+  EXPECT_THAT(grants_.TakeCalls(), ElementsAre("synchronize"));
+  EXPECT_THAT(StoredKeys(), ElementsAre("key a"));
+}
+
+TEST_F(SandboxBookmarksLoaded, AListThatCanBeReadLaterComesBeforeWhatWasAdded) {
+  Keep("key a", ScriptedGrants::Bookmark("/a"));
+  Keep("key b", ScriptedGrants::Bookmark("/b"));
+  grants_.can_read = false;
+  LSandboxBookmarkManager& manager = Create();
+  for (const char* key : {"new", "key b"}) manager.InstanceAddKey(key);
+  grants_.can_read = true;
+  manager.InstanceAddKey("newer");
+  EXPECT_THAT(StoredKeys(), ElementsAre("key a", "key b", "new", "newer"));
+  EXPECT_THAT(Keys(), ElementsAre("key a", "key b", "new", "newer"));
+  // It is read once.
+  manager.InstanceAddKey("newest");
+  EXPECT_THAT(StoredKeys(), ElementsAre("key a", "key b", "new", "newer", "newest"));
+}
+
+TEST_F(SandboxBookmarksLoaded, TheEndHasTheListThatCanBeReadBefore) {
+  Keep("key a", ScriptedGrants::Bookmark("/a"));
+  grants_.can_read = false;
+  Create().InstanceAddKey("new");
+  grants_.can_read = true;
+  Destroy();
+  EXPECT_THAT(StoredKeys(), ElementsAre("key a", "new"));
+}
+
+TEST_F(SandboxBookmarksLoaded, AllAreResolvedTogether) {
+  Keep("key a", ScriptedGrants::Bookmark(MakeGranted("a")));
+  Keep("bad", Bytes{1});
+  Create();
+  EXPECT_EQ(grants_.resolved_alone, 0);
+  EXPECT_EQ(grants_.resolving, 0);
+}
+
 TEST_F(SandboxBookmarksLoaded, OneKeyAtATime) {
   const std::string a = MakeGranted("a");
   LSandboxBookmarkManager& manager = Create();

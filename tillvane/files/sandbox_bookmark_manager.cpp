@@ -1,6 +1,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include <tillvane/files/LFile.h>
 #include <tillvane/files/LSandboxBookmark.h>
@@ -29,15 +30,25 @@ void StoreFolder(void (*get)(char*), LStringLong* folder) {
 }  // namespace
 
 LSandboxBookmarkManager::LSandboxBookmarkManager() : keys(platform::CreateStringArray()) {
-  StoreFolder(&LFile::GetUserDownloadFolderNonSandboxed, &downloads);
-  StoreFolder(&LFile::GetUserVideoFolderNonSandboxed, &movies);
-  StoreFolder(&LFile::GetUserMusicFolderNonSandboxed, &music);
-  StoreFolder(&LFile::GetUserPicturesFolderNonSandboxed, &pictures);
-  InstanceLoadBookmarksFromFile();
+  try {
+    StoreFolder(&LFile::GetUserDownloadFolderNonSandboxed, &downloads);
+    StoreFolder(&LFile::GetUserVideoFolderNonSandboxed, &movies);
+    StoreFolder(&LFile::GetUserMusicFolderNonSandboxed, &music);
+    StoreFolder(&LFile::GetUserPicturesFolderNonSandboxed, &pictures);
+    InstanceLoadBookmarksFromFile();
+  } catch (const std::bad_alloc&) {
+    items.Clear();
+    platform::ReleaseStringArray(keys);
+    throw;
+  }
 }
 
 LSandboxBookmarkManager::~LSandboxBookmarkManager() {
-  StoreKeys();
+  try {
+    StoreKeys();
+  } catch (const std::bad_alloc&) {
+    // The list stays as it was when a key was last added.
+  }
   platform::ReleaseStringArray(keys);
   items.Clear();
 }
@@ -80,17 +91,21 @@ LSandboxBookmarkItem* LSandboxBookmarkManager::InstanceGetItem(const char* path)
 
 void LSandboxBookmarkManager::InstanceAddFilePath(const char* path, LPlatformURL* url, bool save_to_settings,
                                                   bool caller_flag, const char* key) {
-  LSandboxBookmarkItem* item = InstanceGetItem(path);
+  char kept_path[files::kPathSize];
+  const std::size_t length = std::strlen(path);
+  files::StorePath(kept_path, path, length);
+  LSandboxBookmarkItem* item = InstanceGetItem(kept_path);
   if (item == nullptr) {
     auto added = std::make_unique<LSandboxBookmarkItem>();
     platform::RetainScopedURL(url);
     added->url = url;
-    files::StorePath(added->path, path, std::strlen(path));
+    files::StorePath(added->path, path, length);
     added->flag = caller_flag;
     item = added.release();
     items.Prepend(item);
   }
   if (IsAccessAllowedByEntitlement(path, false)) return;
   item->StartAccessingSecurityScopedResource();
-  if (save_to_settings) KeepUnder(item, key);
+  // A bookmark of another path than the item's would come back as another item.
+  if (save_to_settings && length <= files::kPathLength) KeepUnder(item, key);
 }

@@ -178,4 +178,17 @@ TEST_F(SandboxBookmarks, LongPathsAreCut) {
   }
 }
 
+TEST_F(SandboxBookmarks, APathThatWasCutIsOneItemAndIsNotKept) {
+  const LSandboxBookmarkManager& manager = Create();
+  const std::string longest = '/' + std::string(258, 'p'), path = longest + 'q';
+  for (int i = 0; i < 2; ++i) Add(path, true, "key");
+  EXPECT_THAT(Paths(), ElementsAre(longest));
+  EXPECT_TRUE(manager.items.head->accessing);
+  EXPECT_FALSE(LSandboxBookmarkManager::AddFilePathToSettings(path.c_str(), true, "key"));
+  EXPECT_THAT(grants_.TakeCalls(), ElementsAre("start " + path));
+  EXPECT_TRUE(grants_.preferences.empty());
+  Add(longest, true, "key");
+  EXPECT_TRUE(manager.items.head->persisted) << "one that fits is kept";
+}
+
 }  // namespace

@@ -10,21 +10,25 @@
 #include <tillvane/text/LCharsets.h>
 
 void LSandboxBookmarkManager::StoreKeys() {
+  // Over a list that could not be read, all that is kept under its keys would be lost.
+  if (!HasList()) return;
   platform::SetPreferenceTexts(files::kBookmarkKeysKey, platform::StringsOf(keys));
 }
 
 void LSandboxBookmarkManager::InstanceAddKey(const char* key) {
-  if (!files::IsBookmarkKey(key) || platform::ContainsString(keys, key)) return;
-  platform::AppendString(keys, key);
+  const std::string cut = files::CutBookmarkKey(key);
+  if (!files::IsBookmarkKey(cut) || platform::ContainsString(keys, cut)) return;
+  platform::AppendString(keys, cut);
   StoreKeys();
   platform::SynchronizePreferences();
 }
 
 bool LSandboxBookmarkManager::InstanceSaveBookmarkToFile(LSandboxBookmarkItem* item, const char* key) {
-  if (item->persisted || !files::IsBookmarkKey(key)) return false;
+  const std::string cut = files::CutBookmarkKey(key);
+  if (item->persisted || !files::IsBookmarkKey(cut)) return false;
   const std::optional<std::vector<unsigned char>> bookmark = platform::ScopedBookmark(item->url);
   if (!bookmark) return false;
-  platform::SetPreferenceData(key, *bookmark);
+  platform::SetPreferenceData(cut.c_str(), *bookmark);
   if (!platform::SynchronizePreferences()) return false;
   item->persisted = true;
   return true;
@@ -41,7 +45,6 @@ void LSandboxBookmarkManager::InstanceSaveBookmarksToFile() {
 
 bool LSandboxBookmarkManager::KeepUnder(LSandboxBookmarkItem* item, const char* key) {
   utf8strlcpy(item->key, key, sizeof item->key);
-  // As it was cut: under another key the bookmark would not be made anew.
   InstanceAddKey(item->key);
   return InstanceSaveBookmarkToFile(item, item->key);
 }

@@ -108,6 +108,18 @@ TEST_F(SandboxBookmarksKept, ALongKeyIsCutBetweenCharacters) {
   }
 }
 
+TEST_F(SandboxBookmarksKept, ALongKeyIsCutInEachCall) {
+  LSandboxBookmarkManager& manager = Create();
+  Add("/granted/a");
+  const std::string cut(258, 'k'), key = cut + "\xC3\xBC";
+  manager.InstanceAddKey(key.c_str());
+  EXPECT_THAT(Keys(), ElementsAre(cut));
+  EXPECT_THAT(StoredKeys(), ElementsAre(cut));
+  EXPECT_TRUE(manager.InstanceSaveBookmarkToFile(manager.items.head, key.c_str()));
+  EXPECT_TRUE(grants_.preferences.count(cut));
+  EXPECT_FALSE(grants_.preferences.count(key));
+}
+
 TEST_F(SandboxBookmarksKept, NothingIsKeptUnderWhatIsNoKey) {
   const LSandboxBookmarkManager& manager = Create();
   for (const char* key : {"", "not utf-8 \xFF", "cut \xE2\x82", "\xC0\x80", "SECURITY_BOOKMARK_KEYS"}) {

@@ -13,6 +13,10 @@
 
 namespace platform {
 
+/// \return false while what is on disk cannot be read, and so no value that was not set by this process is to be seen;
+///   it is tried anew each time until it could be read once. True when there is nothing
+bool ArePreferencesReadable();
+
 /// \return is there a value under the key, of whichever kind
 bool HasPreference(const char* key);
 

@@ -16,7 +16,7 @@
 namespace platform {
 
 /// \param path relative to the current directory, or absolute; the file need not be there
-/// \return null for an empty path
+/// \return null for an empty path, and for a relative one when the current directory is gone
 LPlatformURL* CreateScopedURL(const char* path);
 
 void RetainScopedURL(LPlatformURL* url);
@@ -41,5 +41,10 @@ struct ResolvedBookmark {
 
 /// \param bookmark any bytes
 ResolvedBookmark ResolveScopedBookmark(const std::vector<unsigned char>& bookmark);
+
+/// Around many of those, one after the other in one thread: what the system was asked for one, the next ones need not
+/// ask again. Without a Begin an End does nothing.
+void BeginResolvingMany();
+void EndResolvingMany();
 
 }  // namespace platform

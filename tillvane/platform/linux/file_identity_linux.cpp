@@ -37,35 +37,67 @@ std::optional<FileIdentity> IdentityIn(int folder, const char* name) {
   return identity;
 }
 
-/// At the place where it was. The number of its device is another one after some restarts of the machine.
+bool IsOnDeviceOf(const FileIdentity& a, const FileIdentity& b) {
+  return a.device_major == b.device_major && a.device_minor == b.device_minor;
+}
+
+/// The number of the device that it had is not compared: after some restarts of the machine it is another one.
 bool IsStill(const FileIdentity& identity, const std::optional<FileIdentity>& present) {
   if (!present || present->inode != identity.inode || present->has_birth != identity.has_birth) return false;
   return present->birth_seconds == identity.birth_seconds && present->birth_nanoseconds == identity.birth_nanoseconds;
 }
 
-/// \return the name of the entry; empty when no entry is this file
-std::string NameIn(DIR* folder, const FileIdentity& identity) {
-  while (const dirent* const entry = readdir(folder)) {
-    // Its d_ino is not asked: where file systems lie above each other it is another number.
-    std::string name = entry->d_name;
-    if (name != "." && name != ".." && IdentityIn(dirfd(folder), entry->d_name) == identity) return name;
-  }
-  return {};
-}
+/// Beyond so many names none are kept: one folder's may be more.
+constexpr std::size_t kMostNames = 200000;
 
 }  // namespace
 
 std::optional<FileIdentity> IdentityOf(const std::string& path) { return IdentityIn(AT_FDCWD, path.c_str()); }
 
-std::string PresentPathOf(const std::string& path, const FileIdentity& identity) {
+PresentPaths::Key PresentPaths::KeyOf(const FileIdentity& identity) {
+  return {identity.inode, identity.birth_seconds, identity.birth_nanoseconds};
+}
+
+/// What is mounted in the folder has numbers of its own, and is left out.
+PresentPaths::Names PresentPaths::Read(const std::string& folder) {
+  Names names;
+  const Folder stream = OpenFolder(folder);
+  const auto own = stream ? IdentityIn(dirfd(stream.get()), ".") : std::nullopt;
+  if (!own) return names;
+  while (const dirent* const entry = readdir(stream.get())) {
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    // Its d_ino is not asked: where file systems lie above each other it is another number.
+    const auto identity = IdentityIn(dirfd(stream.get()), entry->d_name);
+    if (!identity || !identity->has_birth || !IsOnDeviceOf(*own, *identity)) continue;
+    names.try_emplace(KeyOf(*identity), name);
+  }
+  return names;
+}
+
+const PresentPaths::Names& PresentPaths::In(const std::string& folder) {
+  const auto known = folders_.find(folder);
+  if (known != folders_.end()) return known->second;
+  if (count_ >= kMostNames) {
+    folders_.clear();
+    count_ = 0;
+  }
+  const Names& names = folders_.emplace(folder, Read(folder)).first->second;
+  count_ += names.size();
+  return names;
+}
+
+std::string PresentPaths::Of(const std::string& path, const FileIdentity& identity) {
   if (IsStill(identity, IdentityOf(path))) return path;
   const std::size_t slash = path.rfind('/');
   if (!identity.has_birth || slash == std::string::npos) return {};
   const std::string folder = path.substr(0, slash + 1);
-  const Folder stream = OpenFolder(folder);
-  if (!stream) return {};
-  const std::string name = NameIn(stream.get(), identity);
-  return name.empty() ? name : folder + name;
+  const Names& names = In(folder);
+  const auto found = names.find(KeyOf(identity));
+  if (found == names.end()) return {};
+  const std::string present = folder + found->second;
+  // The folder may have been read a while ago.
+  return IsStill(identity, IdentityOf(present)) ? present : std::string();
 }
 
 }  // namespace platform

@@ -16,6 +16,12 @@ std::optional<PreferenceValue> PreferenceStore::Value(const std::string& key) {
   return saved != saved_.end() ? std::optional(saved->second) : std::nullopt;
 }
 
+bool PreferenceStore::IsReadable() {
+  const std::lock_guard guard(mutex_);
+  Load();
+  return is_loaded_;
+}
+
 void PreferenceStore::Change(const std::string& key, std::optional<PreferenceValue> value) {
   const UninterruptedLock guard(mutex_);
   // Also what is on the disk already: somebody else may be about to change it.

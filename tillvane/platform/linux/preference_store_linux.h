@@ -20,6 +20,8 @@ class PreferenceStore {
   PreferenceStore& operator=(const PreferenceStore&) = delete;
 
   std::optional<PreferenceValue> Value(const std::string& key);
+  /// Could the file be read, now or before? One that is not there can.
+  bool IsReadable();
   /// \param value none removes it
   void Change(const std::string& key, std::optional<PreferenceValue> value);
 

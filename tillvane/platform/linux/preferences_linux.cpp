@@ -90,6 +90,8 @@ void Change(const char* key, std::optional<PreferenceValue> value) {
 
 }  // namespace
 
+bool ArePreferencesReadable() { return stores.Get().Current().IsReadable(); }
+
 bool HasPreference(const char* key) { return Value(key).has_value(); }
 
 std::optional<std::string> PreferenceText(const char* key) { return ValueOf<std::string>(key); }

@@ -69,7 +69,6 @@ class Reader {
     std::uint16_t size = 0;
     Number(&size);
     *text = Raw(size);
-    is_good_ = is_good_ && size <= kMostOfText && text->find('\0') == std::string::npos;
   }
   bool IsGood() const { return is_good_; }
   bool IsAtEnd() const { return is_good_ && rest_.empty(); }
@@ -101,18 +100,20 @@ bool ReadIdentity(Reader* reader, FileIdentity* identity) {
   return flags <= kHasBirth;
 }
 
-bool IsAPath(const std::string& text) { return text.starts_with('/') && text.size() <= kMostOfText; }
-
-bool HasGoodDocument(const BookmarkRecord& record) {
+bool IsGood(const BookmarkRecord& record) {
   const PortalDocument& document = record.document;
-  return document.id.empty() == document.rest.empty() && document.id.find('/') == std::string::npos;
+  for (const std::string* const text : {&record.path, &document.id, &document.rest}) {
+    if (text->size() > kMostOfText || text->find('\0') != std::string::npos) return false;
+  }
+  const bool is_whole =
+      document.id.empty() ? document.rest.empty() : IsDocumentID(document.id) && !document.rest.empty();
+  return is_whole && record.path.starts_with('/');
 }
 
 }  // namespace
 
 std::optional<std::vector<unsigned char>> EncodeBookmark(const BookmarkRecord& record) {
-  // The document's texts are parts of the path.
-  if (!IsAPath(record.path)) return std::nullopt;
+  if (!IsGood(record)) return std::nullopt;
   Writer writer;
   writer.Raw(kMark);
   writer.Number(kVersion);
@@ -134,7 +135,7 @@ std::optional<BookmarkRecord> DecodeBookmark(const std::vector<unsigned char>& b
   if (version != kVersion || !ReadIdentity(&reader, &record.identity)) return std::nullopt;
   for (std::string* const text : {&record.path, &record.document.id, &record.document.rest}) reader.Text(text);
   const bool is_whole = reader.IsAtEnd() && sum == Checksum(bytes.data(), size);
-  return is_whole && IsAPath(record.path) && HasGoodDocument(record) ? std::optional(std::move(record)) : std::nullopt;
+  return is_whole && IsGood(record) ? std::optional(std::move(record)) : std::nullopt;
 }
 
 }  // namespace platform

@@ -19,7 +19,8 @@ struct BookmarkRecord {
   PortalDocument document;  ///< without an id where the file is none
 };
 
-/// \return none when a text is longer than a path may be
+/// \return none when a text is longer than a path may be or has a zero in it, when the path is not absolute, when a
+///   document lacks its id or its rest, and for what is no id
 std::optional<std::vector<unsigned char>> EncodeBookmark(const BookmarkRecord& record);
 
 /// \return none for bytes that EncodeBookmark() did not make

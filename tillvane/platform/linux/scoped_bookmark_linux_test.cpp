@@ -55,6 +55,20 @@ TEST(ScopedBookmark, IsOfAPath) {
   for (const std::string& path : {std::string(), std::string("relative"), '/' + std::string(4095, 'x')}) {
     EXPECT_FALSE(EncodeBookmark({path, kIdentity, {}})) << path;
   }
+  EXPECT_FALSE(EncodeBookmark({std::string("/a\0b", 4), kIdentity, {}}));
+}
+
+/// What is no document of the portal's.
+std::vector<PortalDocument> NoDocuments() {
+  const std::string longest(4095, 'x');
+  return {{"1a", ""},   {"", "x"},      {"1/a", "x"},         {"1\xC3\xBC", "x"},   {"1\xFF", "x"},
+          {"1\n", "x"}, {"1\x7F", "x"}, {longest + 'x', "x"}, {"1a", longest + 'x'}};
+}
+
+TEST(ScopedBookmark, IsOfADocumentThatIsOne) {
+  for (const PortalDocument& document : NoDocuments()) {
+    EXPECT_FALSE(EncodeBookmark({"/x", kIdentity, document})) << document.id;
+  }
 }
 
 TEST(ScopedBookmark, DamageIsAnError) {
@@ -107,9 +121,19 @@ TEST(ScopedBookmark, NonsenseIsAnErrorThoughTheSumIsRight) {
   EXPECT_FALSE(DecodeBookmark(Seal(longer)));
   EXPECT_FALSE(DecodeBookmark(Seal({})));
   EXPECT_FALSE(DecodeBookmark(Seal({'L', 'B', 'M', 'K', 1})));
-  for (const PortalDocument& half : {PortalDocument{"1a", ""}, PortalDocument{"", "x"}}) {
-    EXPECT_FALSE(DecodeBookmark(EncodeBookmark({"/x", kIdentity, half}).value())) << half.id;
-  }
+  // Everything before the document.
+  const std::vector<unsigned char> head(good.begin(), good.end() - 8);
+  const auto with = [&](const PortalDocument& document) {
+    std::vector<unsigned char> all = head;
+    for (const std::string& text : {document.id, document.rest}) {
+      all.push_back(static_cast<unsigned char>(text.size() % 256));
+      all.push_back(static_cast<unsigned char>(text.size() / 256));
+      all.insert(all.end(), text.begin(), text.end());
+    }
+    return Seal(all);
+  };
+  ASSERT_TRUE(DecodeBookmark(with({"1a", std::string(4095, 'x')})));
+  for (const PortalDocument& document : NoDocuments()) EXPECT_FALSE(DecodeBookmark(with(document))) << document.id;
 }
 
 }  // namespace

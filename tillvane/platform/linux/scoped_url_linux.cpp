@@ -20,23 +20,33 @@ namespace platform {
 
 namespace {
 
+/// \return empty where there is none
 std::string AbsolutePath(const char* path) {
   std::error_code error;
   std::string absolute = path[0] == '/' ? path : std::filesystem::absolute(path, error).string();
+  if (error) return {};
   while (absolute.size() > 1 && absolute.ends_with('/')) absolute.pop_back();
   return absolute;
 }
 
 bool IsThere(const std::string& path) { return IdentityOf(path).has_value(); }
 
+/// What was found out for one bookmark and holds for those that come soon after it.
+struct Answers {
+  PresentPaths paths;
+  PresentDocuments documents;
+};
+
+thread_local Answers* kept_answers = nullptr;
+
 /// Another process may have renamed the file, or put another one in its place; the portal may be mounted elsewhere or
 /// not yet. What cannot be found is where it was: it may come back.
-std::string PathOf(const BookmarkRecord& record) {
+std::string PathOf(const BookmarkRecord& record, Answers* answers) {
   std::string path;
   if (record.document.id.empty()) {
-    path = PresentPathOf(record.path, record.identity);
+    path = answers->paths.Of(record.path, record.identity);
   } else if (!IsThere(record.path)) {
-    path = PortalPathOf(record.document);
+    path = answers->documents.PathOf(record.document);
   }
   return path.empty() ? record.path : path;
 }
@@ -72,7 +82,17 @@ std::optional<std::vector<unsigned char>> ScopedBookmark(LPlatformURL* url) {
 ResolvedBookmark ResolveScopedBookmark(const std::vector<unsigned char>& bookmark) {
   const std::optional<BookmarkRecord> record = DecodeBookmark(bookmark);
   if (!record) return {nullptr, true};
-  return {new LPlatformURL(PathOf(*record)), false};
+  Answers answers;
+  return {new LPlatformURL(PathOf(*record, kept_answers != nullptr ? kept_answers : &answers)), false};
+}
+
+void BeginResolvingMany() {
+  if (kept_answers == nullptr) kept_answers = new Answers;
+}
+
+void EndResolvingMany() {
+  delete kept_answers;
+  kept_answers = nullptr;
 }
 
 }  // namespace platform

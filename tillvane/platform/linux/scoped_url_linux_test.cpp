@@ -31,6 +31,10 @@ using URL = std::unique_ptr<LPlatformURL, Release>;
 
 std::string PathOf(const URL& url) { return platform::ScopedURLPath(url.get()); }
 
+std::string PresentPathOf(const std::string& path, const platform::FileIdentity& identity) {
+  return platform::PresentPaths().Of(path, identity);
+}
+
 class ScopedURL : public testing::Test {
  protected:
   using Bookmark = std::optional<std::vector<unsigned char>>;
@@ -60,6 +64,14 @@ TEST_F(ScopedURL, IsAnAbsolutePath) {
       {"/a/b", "/a/b"}, {"/a/b/", "/a/b"}, {"/a//", "/a"}, {"/", "/"}, {"//", "/"}, {"x", File("x")}, {"x/", File("x")},
   };
   for (const auto& [path, expected] : cases) EXPECT_EQ(PathOf(URL(LPlatformURLCreate(path.c_str()))), expected) << path;
+}
+
+TEST_F(ScopedURL, NoneIsRelativeToAFolderThatIsGone) {
+  MakeFolder(File("gone"));
+  const support::CurrentFolder current(File("gone"));
+  fs::remove(File("gone"));
+  EXPECT_EQ(LPlatformURLCreate("x"), nullptr);
+  EXPECT_EQ(PathOf(URL(LPlatformURLCreate("/x"))), "/x");
 }
 
 TEST_F(ScopedURL, LivesAsLongAsAReference) {
@@ -145,25 +157,50 @@ TEST_F(ScopedURL, AnotherFileOfTheSameNumberIsNotTaken) {
   MakeFile(File("c"));
   platform::FileIdentity identity = platform::IdentityOf(File("c")).value();
   identity.birth_nanoseconds ^= 1;
-  EXPECT_EQ(platform::PresentPathOf(File("d"), identity), "");
-  EXPECT_EQ(platform::PresentPathOf(File("c"), identity), "");
+  EXPECT_EQ(PresentPathOf(File("d"), identity), "");
+  EXPECT_EQ(PresentPathOf(File("c"), identity), "");
 }
 
 TEST_F(ScopedURL, ADeviceMayHaveAnotherNumberByNow) {
   if (!KnowsBirth()) GTEST_SKIP() << "the file system knows no time of birth";
   MakeFile(File("a"));
   platform::FileIdentity identity = platform::IdentityOf(File("a")).value();
-  EXPECT_EQ(platform::PresentPathOf(File("b"), identity), File("a"));
+  EXPECT_EQ(PresentPathOf(File("b"), identity), File("a"));
   identity.device_minor += 1;
-  EXPECT_EQ(platform::PresentPathOf(File("a"), identity), File("a"));
-  EXPECT_EQ(platform::PresentPathOf(File("b"), identity), "") << "another device has other files of the same number";
+  EXPECT_EQ(PresentPathOf(File("a"), identity), File("a"));
+  EXPECT_EQ(PresentPathOf(File("b"), identity), File("a"));
+}
+
+TEST_F(ScopedURL, WhatIsMountedInTheFolderIsNotTaken) {
+  const auto folder = platform::IdentityOf("/dev"), mounted = platform::IdentityOf("/dev/shm");
+  if (!folder || !mounted || !mounted->has_birth || folder->device_minor == mounted->device_minor) {
+    GTEST_SKIP() << "/dev/shm is not mounted, or knows no time of birth";
+  }
+  EXPECT_EQ(PresentPathOf("/dev/shm", *mounted), "/dev/shm");
+  EXPECT_EQ(PresentPathOf("/dev/another name", *mounted), "");
+}
+
+TEST_F(ScopedURL, AmongManyARenameIsSeen) {
+  if (!KnowsBirth()) GTEST_SKIP() << "the file system knows no time of birth";
+  for (const char* name : {"a", "b"}) MakeFile(File(name));
+  const Bookmark a = BookmarkOf(File("a")), b = BookmarkOf(File("b"));
+  fs::rename(File("a"), File("a renamed"));
+  platform::BeginResolvingMany();
+  EXPECT_EQ(Resolve(a), File("a renamed"));
+  fs::rename(File("b"), File("c"));
+  fs::rename(File("a renamed"), File("b renamed"));
+  EXPECT_EQ(Resolve(a), File("a")) << "where it was: not where it is no more";
+  platform::EndResolvingMany();
+  EXPECT_EQ(Resolve(a), File("b renamed"));
+  EXPECT_EQ(Resolve(b), File("c"));
+  platform::EndResolvingMany();
 }
 
 TEST_F(ScopedURL, WithoutATimeOfBirthAnotherNameIsNotTaken) {
   const platform::FileIdentity identity = platform::IdentityOf("/proc/version").value();
   ASSERT_FALSE(identity.has_birth);
-  EXPECT_EQ(platform::PresentPathOf("/proc/version", identity), "/proc/version");
-  EXPECT_EQ(platform::PresentPathOf("/proc/another", identity), "");
+  EXPECT_EQ(PresentPathOf("/proc/version", identity), "/proc/version");
+  EXPECT_EQ(PresentPathOf("/proc/another", identity), "");
 }
 
 TEST_F(ScopedURL, AFolderThatMayNotBeReadIsNotSearched) {
