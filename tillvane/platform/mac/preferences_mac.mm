@@ -34,6 +34,9 @@ void SetValue(id value, const char* key) { [Defaults() setObject:value forKey:Na
 
 }  // namespace
 
+// The user defaults do not tell: what cannot be read is as what is not there.
+bool ArePreferencesReadable() { return true; }
+
 bool HasPreference(const char* key) {
   const AutoreleasePool pool;
   return [Defaults() objectForKey:NativeText(key)] != nil;

@@ -59,4 +59,8 @@ ResolvedBookmark ResolveScopedBookmark(const std::vector<unsigned char>& bookmar
   return {[url retain], false};
 }
 
+// The system is asked for each: what it keeps between them is its own affair.
+void BeginResolvingMany() {}
+void EndResolvingMany() {}
+
 }  // namespace platform
