@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <functional>
 #include <set>
 #include <string>
@@ -21,6 +22,7 @@
 #include <tests/support/open_descriptors.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/diag/LHangDetector.h>
+#include <tillvane/platform/file_object.h>
 
 namespace {
 
@@ -137,6 +139,23 @@ TEST_F(HangDetectorFault, TheMarkerIsLockedAndWrittenBeforeItHasAName) {
   LHangDetector detector;
   detector.InitAndTest();
   EXPECT_EQ(calls, (std::vector<std::string>{"flock", "write", "linkat"}));
+  EXPECT_EQ(Markers(), std::set<std::string>());
+  EXPECT_EQ(Leaked(), "");
+}
+
+TEST_F(HangDetectorFault, AMarkerThatCouldNotBeLockedIsNotAnothersByNow) {
+  has_unnamed_files = false;
+  on_flock = [this] {
+    // A run that starts has taken the unlocked one away and made its own.
+    EXPECT_EQ(std::rename(folder_.Write("other", "another's").c_str(), marker_.c_str()), 0);
+    return FailWith(EWOULDBLOCK);
+  };
+  EXPECT_EQ(platform::CreateLocked(marker_.c_str(), "content", 7, 0600), -1);
+  EXPECT_EQ(errno, EWOULDBLOCK);
+  EXPECT_EQ(support::Contents(marker_), "another's");
+  on_flock = [] { return FailWith(EWOULDBLOCK); };
+  ASSERT_EQ(std::remove(marker_.c_str()), 0);
+  EXPECT_EQ(platform::CreateLocked(marker_.c_str(), "content", 7, 0600), -1);
   EXPECT_EQ(Markers(), std::set<std::string>());
   EXPECT_EQ(Leaked(), "");
 }

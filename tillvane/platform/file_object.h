@@ -11,8 +11,8 @@ namespace platform {
 /// \param name as macOS has it; a system with several sets of names puts it among the user's
 int SetExtendedAttribute(const char* path, const char* name, const void* value, unsigned long size);
 
-/// Clears what keeps a file's owner from deleting it: immutable, append only. A link is not followed; what is no file
-/// has no flags, and fails.
+/// Clears what keeps a file's owner from deleting it: immutable, append only. A link is not followed. Fails for a
+/// folder, and for what has no flags: on Linux all but files.
 int ClearFileFlags(const char* path);
 
 enum class OpenFor {

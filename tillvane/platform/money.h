@@ -1,7 +1,8 @@
 #pragma once
 
 /// \file
-/// Amounts of money as text. All text is UTF-8; amounts are decimal text ("4.99"), never binary fractions. Any thread.
+/// Amounts of money as text, where a store speaks C++. All text is UTF-8; amounts are decimal text ("4.99"), never
+/// binary fractions. Any thread.
 
 #include <string>
 

@@ -21,6 +21,9 @@ CFURLRef MainBundleResourcesURL();
 /// \return null when it has none that can be written as text
 CFStringRef URLFileSystemPath(CFURLRef url);
 
+/// Does the system find something where it leads?
+bool IsURLOfSomething(CFURLRef url);
+
 /// What it was made for.
 bool IsURLOfFolder(CFURLRef url);
 

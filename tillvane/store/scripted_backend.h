@@ -21,9 +21,6 @@ class ScriptedAnswers : public StoreBackend {
   std::optional<StoreCounts> Counts() override {
     return StoreCounts{store_.Count("request"), store_.Count("payment"), store_.Count("restore")};
   }
-  std::string PriceText(const platform::StoreProduct& product) override {
-    return platform::FormatMoney(product.price, product.currency, product.price_locale);
-  }
   void Sell(const Products& products) override {
     store_.on_request = [products](const std::string& identifier) {
       Products answer = products;
@@ -83,5 +80,8 @@ class ScriptedBackend final : public ScriptedAnswers {
  public:
   std::unique_ptr<StoreBridge> MakeBridge() override {
     return std::make_unique<StoreBridgeOf<TillvaneManager>>(Store());
+  }
+  std::string PriceText(const platform::StoreProduct& product) override {
+    return platform::FormatMoney(product.price, product.currency, product.price_locale);
   }
 };

@@ -65,7 +65,7 @@ TEST(KnownFoldersOfFoundation, AreThoseOfTheSearchPath) {
   EXPECT_FALSE(KnownFolders(FolderKind::kApplications, FolderDomain::kLocal).empty());
 }
 
-TEST(KnownFoldersOfFoundation, OnlyTheFolderForDataIsMade) {
+TEST(KnownFoldersOfFoundation, OnlyTheFolderForDataIsMadeAndOnlyForWriters) {
   mkdir((MadeUpHome() + "/GNUstep").c_str(), 0700);
   mkdir((MadeUpHome() + "/GNUstep/Library").c_str(), 0700);
   const std::string folder = platform::ApplicationSupportFolder();
@@ -73,7 +73,7 @@ TEST(KnownFoldersOfFoundation, OnlyTheFolderForDataIsMade) {
   EXPECT_EQ(PermissionsOf(folder), 0700u);
   ASSERT_EQ(rmdir(folder.c_str()), 0);
   EXPECT_EQ(KnownFolders(FolderKind::kApplicationSupport, FolderDomain::kUser), Texts{folder});
-  EXPECT_EQ(PermissionsOf(folder), 0700u);
+  EXPECT_EQ(PermissionsOf(folder), 0u) << "a question makes nothing";
   for (const char* made : {"/Documents", "/Downloads", "/Music"}) EXPECT_EQ(PermissionsOf(MadeUpHome() + made), 0u);
 }
 

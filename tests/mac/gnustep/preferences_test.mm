@@ -1,6 +1,7 @@
 #include <tillvane/platform/preferences.h>
 
 #import <Foundation/Foundation.h>
+#include <objc/runtime.h>
 
 #include <string>
 #include <vector>
@@ -10,6 +11,21 @@
 #include <tillvane/platform/mac/autorelease_pool_mac.h>
 
 #include "made_up_account.h"
+
+/// Half of a pair of units.
+@interface HalfText : NSString
+@end
+
+@implementation HalfText
+
+- (NSUInteger)length {
+  return 1;
+}
+- (unichar)characterAtIndex:(NSUInteger)index {
+  return 0xD800;
+}
+
+@end
 
 namespace {
 
@@ -95,6 +111,20 @@ TEST_F(PreferencesOfFoundation, ValuesOfOthersKindsAreThereButNoTexts) {
     EXPECT_TRUE(HasPreference(key)) << key;
     EXPECT_FALSE(PreferenceText(key) || PreferenceTexts(key) || PreferenceData(key)) << key;
   }
+}
+
+id HalfACharacter(id, SEL, NSString* key) {
+  NSString* const text = [[[HalfText alloc] init] autorelease];
+  return [key isEqualToString:@"texts"] ? [NSArray arrayWithObject:text] : text;
+}
+
+TEST_F(PreferencesOfFoundation, ATextOfOthersThatIsNoUtf8IsEmpty) {
+  // GNUstep makes no such text, nor do its defaults keep one.
+  const Method asked = class_getInstanceMethod([NSUserDefaults class], @selector(objectForKey:));
+  const IMP own = method_setImplementation(asked, reinterpret_cast<IMP>(&HalfACharacter));
+  EXPECT_EQ(PreferenceText("text"), "");
+  EXPECT_EQ(PreferenceTexts("texts"), Texts{""});
+  method_setImplementation(asked, own);
 }
 
 TEST_F(PreferencesOfFoundation, AreOnTheDiskOnceSynchronized) {

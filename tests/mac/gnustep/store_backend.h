@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include <tillvane/store/scripted_backend.h>
 #include <tillvane/store/tillvane_manager.h>
@@ -17,4 +18,5 @@ class StoreKitBackend final : public ScriptedAnswers {
 
   std::unique_ptr<StoreBridge> MakeBridge() override { return std::make_unique<StoreBridgeOf<TillvaneManager>>(); }
   bool Pump() override { return storekit::Pump(); }
+  std::string PriceText(const platform::StoreProduct& product) override { return storekit::PriceText(product); }
 };

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -57,6 +58,12 @@ struct Owned {
   ~Owned() { [object release]; }
 };
 using OwnedObserver = Owned<TillvaneStoreObserver>;
+
+/// An observer in the queue.
+struct ObserverAtWork : OwnedObserver {
+  ObserverAtWork() { [[SKPaymentQueue defaultQueue] addTransactionObserver:object]; }
+  ~ObserverAtWork() { [[SKPaymentQueue defaultQueue] removeTransactionObserver:object]; }
+};
 using OwnedDelegate = Owned<TillvaneStoreRequestDelegate>;
 
 /// What an object keeps in one of its variables.
@@ -68,6 +75,21 @@ std::string PriceOf(TillvaneStoreRequestDelegate* delegate) {
   std::array<char, 64> buffer{"untouched"};
   [delegate GetPrice:buffer.data()];
   return buffer.data();
+}
+
+/// Tells the delegate of a product, and returns when the other thread has ended.
+void AnswerOnAnotherThread(TillvaneStoreRequestDelegate* delegate) {
+  const auto answer = [delegate] {
+    GSRegisterCurrentThread();
+    {
+      const AutoreleasePool pool;
+      SKProductsRequest* const request = [[SKProductsRequest alloc] initWithProductIdentifiers:[NSSet set]];
+      [delegate productsRequest:request didReceiveResponse:storekit::Response({kViewer})];
+      [request release];
+    }
+    GSUnregisterCurrentThread();
+  };
+  std::thread(answer).join();
 }
 
 struct VariableCase {
@@ -140,8 +162,7 @@ TEST_F(StoreKitTest, EveryEndOfATransactionHasItsMessage) {
 }
 
 TEST_F(StoreKitTest, AnEmptyBatchDoesNotEndTheWait) {
-  const OwnedObserver observer;
-  [[SKPaymentQueue defaultQueue] addTransactionObserver:observer.object];
+  const ObserverAtWork observer;
   store_.Say(ScriptedStore::Tell({}));
   [observer.object Process:&process_];
   EXPECT_EQ(process_.waits, std::vector{60000u});
@@ -149,8 +170,7 @@ TEST_F(StoreKitTest, AnEmptyBatchDoesNotEndTheWait) {
 }
 
 TEST_F(StoreKitTest, WhatIsFinalIsFinishedAndTheRestIsNot) {
-  const OwnedObserver observer;
-  [[SKPaymentQueue defaultQueue] addTransactionObserver:observer.object];
+  const ObserverAtWork observer;
   store_.log.clear();
   store_.Say(ScriptedStore::Tell({{1, TransactionState::kPurchased, "", 0},
                                   {2, TransactionState::kPurchasing, "", 0},
@@ -163,10 +183,9 @@ TEST_F(StoreKitTest, WhatIsFinalIsFinishedAndTheRestIsNot) {
   EXPECT_EQ([observer.object GetResult], 0);
 }
 
-TEST_F(StoreKitTest, AnObserverThatEndsLeavesTheQueue) {
+TEST_F(StoreKitTest, ABridgeThatEndsTakesItsObserverOutOfTheQueueThatOwnsIt) {
   {
-    const OwnedObserver observer;
-    [[SKPaymentQueue defaultQueue] addTransactionObserver:observer.object];
+    const auto bridge = backend_.MakeBridge();
     EXPECT_EQ(store_.CountObservers(), 1u);
   }
   EXPECT_EQ(store_.CountObservers(), 0u);
@@ -305,6 +324,41 @@ TEST_F(StoreKitTest, ARequestThatIsNeverAnsweredIsCancelledWithItsDelegate) {
   }
 }
 
+TEST_F(StoreKitTest, ASecondAnswerToARequestIsTakenInAndNothingReleased) {
+  const OwnedDelegate delegate;
+  backend_.HoldAnswers();
+  [delegate.object GetProductInfo:@"org.example.viewer" usingInterface:&process_];
+  SKProductsRequest* const request = [[[SKProductsRequest alloc] initWithProductIdentifiers:[NSSet set]] autorelease];
+  for (const StoreProduct& product : {kViewer, kCheaper}) {
+    [delegate.object productsRequest:request didReceiveResponse:storekit::Response({product})];
+    EXPECT_EQ(PriceOf(delegate.object), backend_.PriceText(product));
+    EXPECT_EQ([request retainCount], 1u);
+  }
+}
+
+TEST_F(StoreKitTest, AnAnswerOnAnotherThreadIsTakenInOnTheMainThread) {
+  auto* const delegate = [[TillvaneStoreRequestDelegate alloc] init];
+  backend_.HoldAnswers();
+  [delegate GetProductInfo:@"org.example.viewer" usingInterface:&process_];
+  AnswerOnAnotherThread(delegate);
+  EXPECT_FALSE([delegate IsProductInfoAvailable]);
+  storekit::Pump();
+  EXPECT_TRUE([delegate IsProductInfoAvailable]);
+  EXPECT_EQ(PriceOf(delegate), backend_.PriceText(kViewer));
+  [delegate release];
+}
+
+TEST_F(StoreKitTest, AnAnswerOnAnotherThreadMayComeWhenADelegateIsLetGo) {
+  auto* const delegate = [[TillvaneStoreRequestDelegate alloc] init];
+  backend_.HoldAnswers();
+  [delegate GetProductInfo:@"org.example.viewer" usingInterface:&process_];
+  AnswerOnAnotherThread(delegate);
+  [delegate release];
+  EXPECT_EQ(store_.CountRequests(), 1u);
+  storekit::Pump();
+  EXPECT_EQ(store_.CountRequests(), 0u) << "it has ended with what it was told";
+}
+
 TEST_F(StoreKitTest, ADelegateOwnsWhatItKeepsOnce) {
   backend_.Sell({kViewer, kEditor});
   const OwnedDelegate delegate;
@@ -331,12 +385,11 @@ TEST_F(StoreKitTest, ALaterAnswerReplacesWhatIsKept) {
 }
 
 TEST_F(StoreKitTest, TheKeptProductsAreACopy) {
-  NSMutableArray* const products = [NSMutableArray arrayWithObject:storekit::Product(kViewer)];
   const OwnedDelegate delegate;
   SKProductsResponse* const response = storekit::Response({kViewer});
   [delegate.object productsRequest:nil didReceiveResponse:response];
   EXPECT_NE(Variable(delegate.object, "arrProducts"), [response products]);
-  EXPECT_EQ([Variable(delegate.object, "arrProducts") count], [products count]);
+  EXPECT_EQ([Variable(delegate.object, "arrProducts") count], 1u);
 }
 
 TEST_F(StoreKitTest, APurchaseLeavesNoPaymentBehind) {
@@ -397,6 +450,7 @@ TEST_F(StoreKitTest, NoBridgeIsNoCrash) {
   for (const bool allowed : {false, true}) {
     store_.payments_allowed = allowed;
     EXPECT_EQ(TillvaneIsAbleToMakePayments(nullptr, process_), allowed);
+    EXPECT_EQ(LiveObjects::Count([SKPayment class]), 0) << "what the system makes meanwhile ends with the call";
   }
   // The App Store asks itself.
   TillvaneSetPurchaseConfirmation([](const char*, const char*, void*) { return false; }, nullptr);

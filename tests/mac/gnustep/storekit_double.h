@@ -2,6 +2,7 @@
 
 #import <StoreKit/StoreKit.h>
 
+#include <string>
 #include <vector>
 
 #include <tillvane/platform/store_service.h>
@@ -17,6 +18,9 @@ void PlayedBy(ScriptedStore* store);
 
 /// Lets the store say one thing, on the main thread's run loop. \return false when it has nothing to say
 bool Pump();
+
+/// What a delegate writes for this product, in UTF-8.
+std::string PriceText(const platform::StoreProduct& product);
 
 // All of these are autoreleased.
 SKProduct* Product(const platform::StoreProduct& product);

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <tillvane/platform/mac/autorelease_pool_mac.h>
+#include <tillvane/platform/mac/money_mac.h>
 
 using platform::AutoreleasePool;
 using platform::StoreProduct;
@@ -95,9 +96,6 @@ QueueHearings& Observers() {
 
 @implementation SKRequest
 
-- (id<SKProductsRequestDelegate>)delegate {
-  return delegate_;
-}
 - (void)setDelegate:(id<SKProductsRequestDelegate>)delegate {
   delegate_ = delegate;
 }
@@ -242,6 +240,8 @@ void RequestHearing::ProductsReceived(const std::vector<StoreProduct>& products)
 @implementation SKPaymentQueue
 
 + (BOOL)canMakePayments {
+  // As a system does that looks the answer up.
+  [[[SKPayment alloc] init] autorelease];
   return the_store->CanMakePayments();
 }
 
@@ -264,11 +264,13 @@ void RequestHearing::ProductsReceived(const std::vector<StoreProduct>& products)
 }
 
 - (void)addTransactionObserver:(id<SKPaymentTransactionObserver>)observer {
+  if (Observers().contains(observer)) return;
+  [observer retain];
   Observers()[observer] = std::make_unique<QueueHearing>(observer);
 }
 
 - (void)removeTransactionObserver:(id<SKPaymentTransactionObserver>)observer {
-  Observers().erase(observer);
+  if (Observers().erase(observer) != 0) [observer release];
 }
 
 @end
@@ -304,6 +306,12 @@ bool Pump() {
   [delivery performSelectorOnMainThread:@selector(deliver) withObject:nil waitUntilDone:NO];
   while (!delivery->ended) [[NSRunLoop mainRunLoop] runMode:NSDefaultRunLoopMode beforeDate:[NSDate date]];
   return delivery->has_said_something;
+}
+
+std::string PriceText(const StoreProduct& product) {
+  const AutoreleasePool pool;
+  SKProduct* const sold = Product(product);
+  return [[platform::NewMoneyText([sold price], [sold priceLocale]) autorelease] UTF8String];
 }
 
 SKProduct* Product(const StoreProduct& product) { return [[[SKProduct alloc] initWithRecord:&product] autorelease]; }

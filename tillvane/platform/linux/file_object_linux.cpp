@@ -85,7 +85,7 @@ int CreateLocked(const char* path, const void* content, unsigned long size, unsi
   if (!file.IsOpen()) return -1;
   if (LockAndFill(file.Get(), content, size)) return file.Release();
   const int error = errno;
-  unlink(path);
+  DeleteHeld(path, file.Get());
   errno = error;
   return -1;
 }

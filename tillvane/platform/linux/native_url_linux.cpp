@@ -1,5 +1,7 @@
 #include <tillvane/platform/native_url.h>
 
+#include <unistd.h>
+
 #include <string>
 #include <utility>
 
@@ -31,6 +33,8 @@ CFURLRef MainBundleResourcesURL() {
 }
 
 CFStringRef URLFileSystemPath(CFURLRef url) { return StringFromUTF8(url->path.c_str()); }
+
+bool IsURLOfSomething(CFURLRef url) { return access(url->path.c_str(), F_OK) == 0; }
 
 bool IsURLOfFolder(CFURLRef url) { return url->is_folder; }
 

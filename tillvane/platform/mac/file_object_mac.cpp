@@ -1,16 +1,37 @@
 #include <tillvane/platform/file_object.h>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include <tillvane/platform/posix/descriptor_posix.h>
 #include <tillvane/platform/posix/file_bytes_posix.h>
 #include <tillvane/platform/posix/locked_file_posix.h>
 
 namespace platform {
+
+namespace {
+
+/// Deletes a file that was made here, unless somebody else has it or has put another in its place. Leaves errno as it
+/// was.
+void DeleteUnlocked(const char* path) {
+  const int error = errno;
+  {
+    const Descriptor file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat opened;
+    const bool is_empty = file.IsOpen() && fstat(file.Get(), &opened) == 0 && opened.st_size == 0;
+    // Where there are no locks nobody has one.
+    const bool is_free = is_empty && (flock(file.Get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK);
+    if (is_free) DeleteHeld(path, file.Get());
+  }
+  errno = error;
+}
+
+}  // namespace
 
 int SetExtendedAttribute(const char* path, const char* name, const void* value, unsigned long size) {
   return setxattr(path, name, value, size, 0, 0);
@@ -19,7 +40,7 @@ int SetExtendedAttribute(const char* path, const char* name, const void* value, 
 int ClearFileFlags(const char* path) {
   struct stat status;
   if (lstat(path, &status) != 0) return -1;
-  if (!S_ISREG(status.st_mode)) {
+  if (S_ISDIR(status.st_mode)) {
     errno = EOPNOTSUPP;
     return -1;
   }
@@ -41,10 +62,8 @@ int CreateLocked(const char* path, const void* content, unsigned long size, unsi
     [[maybe_unused]] const ssize_t written = write(file, content, size);
     return file;
   }
-  const int error = errno;
   // It was made, but could not be locked.
-  if (error == EAGAIN || error == EOPNOTSUPP) unlink(path);
-  errno = error;
+  if (errno == EAGAIN || errno == EOPNOTSUPP) DeleteUnlocked(path);
   return -1;
 }
 

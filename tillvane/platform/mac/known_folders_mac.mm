@@ -19,16 +19,6 @@ static_assert(IsSame(FolderKind::kApplications, NSApplicationDirectory) &&
               IsSame(FolderKind::kDownloads, NSDownloadsDirectory) && IsSame(FolderKind::kMovies, NSMoviesDirectory) &&
               IsSame(FolderKind::kMusic, NSMusicDirectory) && IsSame(FolderKind::kPictures, NSPicturesDirectory));
 
-std::vector<std::string> Search(FolderKind kind, FolderDomain domain) {
-  const AutoreleasePool pool;
-  NSArray* const paths =
-      NSSearchPathForDirectoriesInDomains(static_cast<NSSearchPathDirectory>(kind),
-                                          domain == FolderDomain::kUser ? NSUserDomainMask : NSLocalDomainMask, YES);
-  std::vector<std::string> folders;
-  for (NSUInteger i = 0; i < [paths count]; ++i) folders.push_back(PlainText([paths objectAtIndex:i]));
-  return folders;
-}
-
 }  // namespace
 
 std::string HomeFolder() {
@@ -37,7 +27,7 @@ std::string HomeFolder() {
 }
 
 std::string ApplicationSupportFolder() {
-  const std::vector<std::string> folders = Search(FolderKind::kApplicationSupport, FolderDomain::kUser);
+  const std::vector<std::string> folders = KnownFolders(FolderKind::kApplicationSupport, FolderDomain::kUser);
   std::string folder = folders.empty() ? HomeFolder() + "/Library/Application Support" : folders.front();
   // A new container has none yet.
   mkdir(folder.c_str(), 0700);
@@ -45,8 +35,13 @@ std::string ApplicationSupportFolder() {
 }
 
 std::vector<std::string> KnownFolders(FolderKind kind, FolderDomain domain) {
-  if (kind == FolderKind::kApplicationSupport && domain == FolderDomain::kUser) return {ApplicationSupportFolder()};
-  return Search(kind, domain);
+  const AutoreleasePool pool;
+  NSArray* const paths =
+      NSSearchPathForDirectoriesInDomains(static_cast<NSSearchPathDirectory>(kind),
+                                          domain == FolderDomain::kUser ? NSUserDomainMask : NSLocalDomainMask, YES);
+  std::vector<std::string> folders;
+  for (NSUInteger i = 0; i < [paths count]; ++i) folders.push_back(PlainText([paths objectAtIndex:i]));
+  return folders;
 }
 
 std::string TemporaryFolder() {

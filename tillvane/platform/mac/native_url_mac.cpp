@@ -1,5 +1,7 @@
 #include <tillvane/platform/native_url.h>
 
+#include <CoreServices/CoreServices.h>
+
 #include <tillvane/platform/mac/core_foundation_mac.h>
 
 namespace platform {
@@ -30,6 +32,15 @@ CFURLRef MainBundleResourcesURL() {
 }
 
 CFStringRef URLFileSystemPath(CFURLRef url) { return CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle); }
+
+bool IsURLOfSomething(CFURLRef url) {
+  FSRef file;
+#pragma clang diagnostic push
+  // It looks where nothing but the File Manager does.
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+  return CFURLGetFSRef(url, &file) != 0;
+#pragma clang diagnostic pop
+}
 
 bool IsURLOfFolder(CFURLRef url) { return CFURLHasDirectoryPath(url) != 0; }
 

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include <tillvane/platform/mac/autorelease_pool_mac.h>
+#include <tillvane/platform/mac/foundation_text_mac.h>
 
 // Each function has a pool of its own: any thread may call, and those of C++ programs have none.
 
@@ -14,14 +15,8 @@ NSUserDefaults* Defaults() { return [NSUserDefaults standardUserDefaults]; }
 
 /// What is no UTF-8 is an empty text.
 NSString* NativeText(const std::string& text) {
-  NSString* const native = [[NSString alloc] initWithBytes:text.data()
-                                                    length:text.size()
-                                                  encoding:NSUTF8StringEncoding];
-  return native != nil ? [native autorelease] : @"";
-}
-
-std::string PlainText(NSString* text) {
-  return std::string([text UTF8String], [text lengthOfBytesUsingEncoding:NSUTF8StringEncoding]);
+  NSString* const native = FoundationText(text);
+  return native != nil ? native : @"";
 }
 
 /// nil when there is none, or when it is of another kind.

@@ -9,7 +9,7 @@
 
 /// Hears how purchases and restores end, keeps the last outcome and wakes the call that waits for it. Main thread.
 ///
-/// Its owner adds it to the payment queue, which does not own it; it leaves the queue when it ends.
+/// Its owner adds it to the payment queue, and takes it out again before letting go of it.
 @interface TillvaneStoreObserver : NSObject <SKPaymentTransactionObserver> {
  @private
   std::int32_t result;

@@ -40,11 +40,6 @@ class Batch {
   return self;
 }
 
-- (void)dealloc {
-  [[SKPaymentQueue defaultQueue] removeTransactionObserver:self];
-  [super dealloc];
-}
-
 - (std::int32_t)GetResult {
   return result;
 }

@@ -5,7 +5,8 @@
 
 #include <tillvane/core/LProcessInterface.h>
 
-/// Asks the store for the host's product, keeps it and its price, and buys it. Main thread.
+/// Asks the store for the host's product, keeps it and its price, and buys it. Main thread; an answer that comes on
+/// another thread is taken in by the main thread's run loop.
 ///
 /// Requests do not own it; it cancels those that are under way when it ends.
 @interface TillvaneStoreRequestDelegate : NSObject <SKProductsRequestDelegate> {

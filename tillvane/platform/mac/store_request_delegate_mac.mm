@@ -1,6 +1,8 @@
 #include <tillvane/platform/mac/store_request_delegate_mac.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <mutex>
 #include <vector>
 
 #include <tillvane/platform/mac/money_mac.h>
@@ -34,21 +36,54 @@ struct Received {
   void Signal() { received.Signal(); }
 };
 
-/// Requests that the store has not answered yet; some it never answers. Each is owned here. Main thread.
-std::vector<SKProductsRequest*>& RequestsUnderWay() {
-  static std::vector<SKProductsRequest*> requests;
-  return requests;
+/// Requests that the store has not answered yet; some it never answers. Any thread: a thread of the store's may be the
+/// last to let go of a delegate.
+class RequestsUnderWay {
+ public:
+  /// \param request owned from now on
+  void Add(SKProductsRequest* request, TillvaneStoreRequestDelegate* delegate) {
+    const std::lock_guard lock(mutex_);
+    requests_.push_back({request, delegate});
+  }
+  /// \return whether it was here; then it is the caller's to release
+  bool Remove(SKProductsRequest* request) {
+    const std::lock_guard lock(mutex_);
+    return std::erase_if(requests_, [request](const Request& one) { return one.request == request; }) != 0;
+  }
+  /// \return a request of the delegate's, the caller's to release; nil when there is none left
+  SKProductsRequest* RemoveOneOf(TillvaneStoreRequestDelegate* delegate) {
+    const std::lock_guard lock(mutex_);
+    const auto is_its = [delegate](const Request& one) { return one.delegate == delegate; };
+    const auto found = std::find_if(requests_.begin(), requests_.end(), is_its);
+    if (found == requests_.end()) return nil;
+    SKProductsRequest* const request = found->request;
+    requests_.erase(found);
+    return request;
+  }
+
+ private:
+  /// The request itself tells nobody the delegate that is about to end: it refers to it weakly.
+  struct Request {
+    SKProductsRequest* request;
+    const TillvaneStoreRequestDelegate* delegate;
+  };
+  std::mutex mutex_;
+  std::vector<Request> requests_;
+};
+
+/// Never destroyed, since a host may let go of its bridge while the program ends.
+RequestsUnderWay& Requests() {
+  static auto* const requests = new RequestsUnderWay;
+  return *requests;
 }
 
-/// A request knows its delegate without owning it, and outlives it in the store's hands.
+/// A request outlives its delegate in the store's hands.
 void CancelRequestsOf(TillvaneStoreRequestDelegate* delegate) {
-  std::erase_if(RequestsUnderWay(), [delegate](SKProductsRequest* request) {
-    if ([request delegate] != delegate) return false;
+  while (SKProductsRequest* const request = Requests().RemoveOneOf(delegate)) {
     [request setDelegate:nil];
     [request cancel];
     [request release];
-    return true;
-  });
+  }
 }
 
 }  // namespace
@@ -72,16 +107,27 @@ void CancelRequestsOf(TillvaneStoreRequestDelegate* delegate) {
   strProductID = [[NSString alloc] initWithUTF8String:store::ProductIdentifier([base UTF8String]).c_str()];
   SKProductsRequest* const request =
       [[SKProductsRequest alloc] initWithProductIdentifiers:[NSSet setWithObject:strProductID]];
-  RequestsUnderWay().push_back(request);
+  Requests().Add(request, self);
   [request setDelegate:self];
   [request start];
   store::WaitForProducts(soReceivedProductsInfo, *process);
 }
 
 - (void)productsRequest:(SKProductsRequest*)request didReceiveResponse:(SKProductsResponse*)response {
-  std::erase(RequestsUnderWay(), request);
-  [request release];
+  if (![NSThread isMainThread]) {
+    [self performSelectorOnMainThread:@selector(ReceiveAnswer:)
+                           withObject:[NSArray arrayWithObjects:request, response, nil]
+                        waitUntilDone:NO];
+    return;
+  }
   store::HandleProducts(Received{[response products], strProductID, &arrProducts, &strPrice, soReceivedProductsInfo});
+  // Its own reference may be the last one, and the response the request's.
+  if (Requests().Remove(request)) [request release];
+}
+
+/// \param answer the request and its response
+- (void)ReceiveAnswer:(NSArray*)answer {
+  [self productsRequest:[answer objectAtIndex:0] didReceiveResponse:[answer objectAtIndex:1]];
 }
 
 - (void)GetPrice:(char*)text {

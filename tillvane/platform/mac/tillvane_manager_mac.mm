@@ -40,6 +40,9 @@ TillvaneManager::TillvaneManager()
 TillvaneManager::~TillvaneManager() {
   const platform::AutoreleasePool pool;
   [request_delegate_ release];
+  // Not left to the observer's own end, which somebody else may put off: it would hear of transactions, and finish
+  // them, when nobody asks for their outcome any more.
+  [[SKPaymentQueue defaultQueue] removeTransactionObserver:observer_];
   [observer_ release];
 }
 

@@ -68,8 +68,8 @@ class Signals {
   bool is_made_;
 };
 
-/// The C library's spawn shares this process's memory with the child until the program runs, and stops only the calling
-/// thread meanwhile. \return an error number
+/// Neither system copies this process's memory for the child, and at most the calling thread stands still until the
+/// program runs. \return an error number
 int Spawn(const ChildProgram& child, pid_t* process) {
   const Streams streams(child);
   if (streams.Error() != 0) return streams.Error();

@@ -66,4 +66,10 @@ int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mo
   return -1;
 }
 
+void DeleteHeld(const char* path, int file) {
+  struct stat held, there;
+  if (fstat(file, &held) != 0 || lstat(path, &there) != 0) return;
+  if (there.st_dev == held.st_dev && there.st_ino == held.st_ino) unlink(path);
+}
+
 }  // namespace platform

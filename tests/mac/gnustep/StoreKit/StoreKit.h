@@ -36,7 +36,7 @@ enum {
 @interface SKRequest : NSObject {
   id<SKProductsRequestDelegate> delegate_;  // not owned
 }
-- (id<SKProductsRequestDelegate>)delegate;
+/// StoreKit's request refers to it weakly, and tells nobody a delegate that is about to end: there is nothing to ask.
 - (void)setDelegate:(id<SKProductsRequestDelegate>)delegate;
 - (void)start;
 - (void)cancel;
@@ -83,7 +83,7 @@ enum {
 - (void)addPayment:(SKPayment*)payment;
 - (void)finishTransaction:(SKPaymentTransaction*)transaction;
 - (void)restoreCompletedTransactions;
-/// Observers are not owned.
+/// Observers are owned, as a system may do: they end only after they are removed.
 - (void)addTransactionObserver:(id<SKPaymentTransactionObserver>)observer;
 - (void)removeTransactionObserver:(id<SKPaymentTransactionObserver>)observer;
 @end

@@ -4,6 +4,7 @@
 
 @interface NSArray<ObjectType> : NSObject
 @property(readonly) NSUInteger count;
++ (instancetype)arrayWithObjects:(ObjectType)first, ... __attribute__((sentinel(0, 1)));
 - (instancetype)initWithArray:(NSArray<ObjectType>*)array;
 - (BOOL)containsObject:(ObjectType)object;
 - (ObjectType)objectAtIndex:(NSUInteger)index;

@@ -3,5 +3,4 @@
 #import <Foundation/NSValue.h>
 
 @interface NSDecimalNumber : NSNumber
-+ (NSDecimalNumber*)decimalNumberWithString:(NSString*)text;
 @end

@@ -1,8 +1,6 @@
 #pragma once
 
-#import <Foundation/NSArray.h>
+#import <Foundation/NSObject.h>
 
 @interface NSLocale : NSObject
-@property(class, readonly, copy) NSArray<NSString*>* availableLocaleIdentifiers;
-- (instancetype)initWithLocaleIdentifier:(NSString*)identifier;
 @end

@@ -15,6 +15,4 @@ enum { NSUTF8StringEncoding = 4 };
 - (instancetype)initWithUTF8String:(const char*)text;
 - (NSData*)dataUsingEncoding:(NSStringEncoding)encoding allowLossyConversion:(BOOL)lossy;
 - (BOOL)isEqualToString:(NSString*)other;
-- (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
-- (NSString*)stringByAppendingFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 @end

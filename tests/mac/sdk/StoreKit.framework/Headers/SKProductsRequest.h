@@ -14,6 +14,6 @@
 @end
 
 @interface SKProductsRequest : SKRequest
-@property(nonatomic, assign) id<SKProductsRequestDelegate> delegate;
+@property(nonatomic, weak) id<SKProductsRequestDelegate> delegate;
 - (instancetype)initWithProductIdentifiers:(NSSet<NSString*>*)identifiers;
 @end

@@ -6,7 +6,7 @@
 @end
 
 @interface SKRequest : NSObject
-@property(nonatomic, assign) id<SKRequestDelegate> delegate;
+@property(nonatomic, weak) id<SKRequestDelegate> delegate;
 - (void)cancel;
 - (void)start;
 @end
