@@ -5,14 +5,13 @@
 typedef UInt32 CFStringEncoding;
 
 enum {
-  kCFStringEncodingMacRoman = 0,
   kCFStringEncodingWindowsLatin1 = 0x0500,
   kCFStringEncodingISOLatin1 = 0x0201,
   kCFStringEncodingUnicode = 0x0100,
   kCFStringEncodingUTF8 = 0x08000100
 };
 
-#define CFSTR(text) ((CFStringRef)__builtin___CFStringMakeConstantString("" text ""))
+#define CFSTR(text) ((CFStringRef)__builtin___CFStringMakeConstantString(text))
 
 CF_EXTERN CFTypeID CFStringGetTypeID(void);
 CF_EXTERN CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex count,
