@@ -23,5 +23,4 @@ CF_EXTERN void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar*
 CF_EXTERN CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding, UInt8 loss,
                                    Boolean external, UInt8* bytes, CFIndex room, CFIndex* used);
 CF_EXTERN Boolean CFStringGetCString(CFStringRef string, char* text, CFIndex size, CFStringEncoding encoding);
-CF_EXTERN Boolean CFStringGetPascalString(CFStringRef string, StringPtr text, CFIndex size, CFStringEncoding encoding);
 CF_EXTERN CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
