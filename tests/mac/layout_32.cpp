@@ -48,6 +48,15 @@ struct LThreadLayout {
   static_assert(offsetof(LThread, ended_) == 28);
   static_assert(offsetof(LThread, started_) == 36);
   static_assert(offsetof(LThread, start_lock_) == 44);
+  // The fields that hosts know end at 88; behind them lies the state of starting and stopping. A class that derives
+  // from it has its own fields after that: a host that does so is compiled with this header.
+  static_assert(sizeof(LThread) == 168);
+};
+
+struct LDetachedThreadLayout {
+  static_assert(offsetof(LDetachedThread, next) == sizeof(LThread));
+  static_assert(offsetof(LDetachedThread, owner_) == sizeof(LThread) + 4);
+  static_assert(sizeof(LDetachedThread) == sizeof(LThread) + 8);
 };
 
 struct LDetachedThreadsOwnerLayout {
@@ -71,8 +80,29 @@ struct LThreadRunOnMainThreadLayout {
   static_assert(sizeof(LThreadRunOnMainThread) == 56);
 };
 
+struct LThreadQueuedNotifyLayout {
+  static_assert(offsetof(LThreadQueuedNotify, sender_) == 4);
+  static_assert(sizeof(LThreadQueuedNotify) == 60);
+};
+
+struct LThreadQueuedNotifyDataLayout {
+  static_assert(offsetof(LThreadQueuedNotifyData, notify_) == 4);
+  static_assert(sizeof(LThreadQueuedNotifyData) == 8);
+};
+
 struct LQueuedNotifyDataHandlerLayout {
   static_assert(offsetof(LQueuedNotifyDataHandler, sender_) == 4);
+  static_assert(sizeof(LQueuedNotifyDataHandler) == 60);
+};
+
+struct LThreadNotifyInterfaceLayout {
+  static constexpr std::size_t kOwn = sizeof(LThread) + sizeof(LQueuedNotifyDataHandler);
+  static_assert(offsetof(LThreadNotifyInterface, target_) == kOwn);
+  static_assert(offsetof(LThreadNotifyInterface, sender_) == kOwn + 4);
+  static_assert(offsetof(LThreadNotifyInterface, text_lock_) == kOwn + 8);
+  static_assert(offsetof(LThreadNotifyInterface, status_0_) == kOwn + 52);
+  static_assert(offsetof(LThreadNotifyInterface, status_1_) == kOwn + 312);
+  static_assert(sizeof(LThreadNotifyInterface) == kOwn + 572);
 };
 
 struct LQueuedNotifyDataHandlerDataLayout {
@@ -80,6 +110,14 @@ struct LQueuedNotifyDataHandlerDataLayout {
   static_assert(offsetof(LQueuedNotifyDataHandlerData, code_) == 8);
   static_assert(offsetof(LQueuedNotifyDataHandlerData, copy_) == 12);
   static_assert(offsetof(LQueuedNotifyDataHandlerData, size_) == 16);
+  static_assert(sizeof(LQueuedNotifyDataHandlerData) == 20);
+};
+
+struct LSignalObjectNamedLayout {
+  static_assert(offsetof(LSignalObjectNamed, address_) == 0);
+  static_assert(offsetof(LSignalObjectNamed, connection_) == 108);
+  // The descriptor of the sending side lies behind what hosts know.
+  static_assert(sizeof(LSignalObjectNamed) == 116);
 };
 
 struct LSystemLockMutexLayout {
@@ -105,6 +143,7 @@ static_assert(sizeof(LStringLongTemplate<wchar_t>) == 12 && sizeof(LStringLongTe
 static_assert(sizeof(LFixedLengthStringWriterTemplate<char>) == 12);
 static_assert(sizeof(LStringLongTemplateAppender<char>) == 4 && sizeof(LStringLongTemplateWriter<char>) == 4);
 static_assert(offsetof(LVector<char*>, count) == 4 && sizeof(LVector<char*>) == 8);
+static_assert(sizeof(LUTF8StringLongRef) == 4);
 
 // --- Files ---
 
@@ -117,6 +156,28 @@ static_assert(offsetof(LFile::FolderIterator, pattern) == 8 + sizeof(dirent) + 2
 static_assert(offsetof(LLockFile, filedes) == 0 && offsetof(LLockFile, path) == 4 && sizeof(LLockFile) == 264);
 static_assert(offsetof(LProcessCopyFile, destination) == 4 && sizeof(LProcessCopyFile) == 8);
 
+static_assert(offsetof(LSandboxBookmarkItem, next) == 0);
+static_assert(offsetof(LSandboxBookmarkItem, path) == 4);
+static_assert(offsetof(LSandboxBookmarkItem, url) == 264);
+static_assert(offsetof(LSandboxBookmarkItem, persisted) == 268);
+static_assert(offsetof(LSandboxBookmarkItem, key) == 269);
+static_assert(offsetof(LSandboxBookmarkItem, accessing) == 529);
+static_assert(offsetof(LSandboxBookmarkItem, flag) == 530);
+static_assert(sizeof(LSandboxBookmarkItem) == 532);
+static_assert(offsetof(LSandboxBookmarkManager, items) == 0);
+static_assert(offsetof(LSandboxBookmarkManager, keys) == 4);
+static_assert(offsetof(LSandboxBookmarkManager, downloads) == 8);
+static_assert(offsetof(LSandboxBookmarkManager, movies) == 20);
+static_assert(offsetof(LSandboxBookmarkManager, music) == 32);
+static_assert(offsetof(LSandboxBookmarkManager, pictures) == 44);
+static_assert(sizeof(LSandboxBookmarkManager) == 56);
+
+// --- The system's own objects ---
+
+static_assert(sizeof(FSSpec) == 70 && sizeof(LToFSSpec) == 72);
+static_assert(sizeof(LCFString) == 4 && sizeof(LCFURL) == 4 && sizeof(LCFBundle) == 4);
+static_assert(sizeof(LUnicodeString) == 4);
+
 // --- Processes, sockets, diagnostics ---
 
 static_assert(offsetof(LPipeIn, stream) == 0 && offsetof(LPipeIn, filedes) == 4);
@@ -124,6 +185,27 @@ static_assert(offsetof(LPipeOut, stream) == 0 && offsetof(LPipeOut, filedes) == 
 static_assert(sizeof(LPipeInOut) == 12);
 static_assert(sizeof(LIPAddressWithPort) == 16);
 static_assert(sizeof(LIPSocketTCP) == 4 && sizeof(LIPSocketTCPRef) == 4);
+
+struct LIPAddressLayout {
+  static_assert(offsetof(LIPAddressMultiHomedWithPort, port_) == 0);
+  static_assert(offsetof(LIPAddressMultiHomedWithPort, count_) == 4);
+  static_assert(offsetof(LIPAddressMultiHomedWithPort, addresses_) == 8);
+  static_assert(sizeof(LIPAddressMultiHomedWithPort) == 12);
+};
+
+struct LTCPListenerLayout {
+  static_assert(offsetof(LTCPListener, port_) == sizeof(LThread));
+  // The port that was bound lies in the room behind it.
+  static_assert(sizeof(LTCPListener) == sizeof(LThread) + 4);
+};
+
+struct LHangDetectorLayout {
+  static_assert(offsetof(LHangDetector, path_) == 0);
+  static_assert(offsetof(LHangDetector, descriptor_) == 260);
+  // What it found lies behind what hosts know.
+  static_assert(sizeof(LHangDetector) == 272);
+};
+
 static_assert(sizeof(LDebugThreadData) == 44 && offsetof(LDebugThreadData, dialog) == 4);
 static_assert(offsetof(LDebugThreadData, name) == 36);
 static_assert(sizeof(LBugReportBlockScope) == 12);

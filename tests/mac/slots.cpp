@@ -18,6 +18,10 @@ void CallEach(const LThreadRunOnMainThread* sender) { delete sender; }
 
 void CallEach(LThreadQueuedNotify& notify) { notify.QueuedNotify(); }
 
+void CallEach(LThreadQueuedNotifyData& data) { data.MainThreadFunction(); }
+
+void CallEach(LQueuedNotifyDataHandlerData& data) { data.MainThreadFunction(); }
+
 void CallEach(LThreadNotifyInterface& thread) { thread.SetProgress(0); }
 
 void CallEach(LFile::FolderIteratorAllFiles* iterator) { delete iterator; }

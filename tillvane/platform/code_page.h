@@ -13,9 +13,9 @@ namespace platform {
 /// \param units room for `count`
 void UnitsFromWindows1252(const char* text, std::size_t count, unsigned short* units);
 
-/// Writes ISO-8859-1. Each unit is one byte.
+/// Writes ISO-8859-1. Each unit is one byte; on macOS a letter and the accent behind it may be one together.
 /// \param text room for `count`
-/// \return false when a unit is none of its characters; what stands in `text` then has no meaning
-bool Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text);
+/// \return how many bytes; 0 when a unit is none of its characters, and what stands in `text` then has no meaning
+std::size_t Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text);
 
 }  // namespace platform

@@ -71,7 +71,8 @@ void RemoveEventHandler(EventHandler* handler);
 
 unsigned int CountEvents();
 
-/// Removes every queued event for which the predicate answers true. The predicate may post and receive.
+/// Removes every queued event for which the predicate answers true. The predicate may post and receive; it is not asked
+/// about what is posted meanwhile.
 /// \return the number of events removed
 unsigned int FlushEvents(bool (*predicate)(Event* event, void* data), void* data);
 
@@ -82,9 +83,10 @@ using SocketCallOut = void (*)(CFSocketRef socket, CFSocketCallBackType type, CF
 /// The type that a call-out is given for a readable descriptor.
 inline constexpr unsigned long kReadCallBack = 1;
 
-/// Watches a descriptor until StopWatching; the descriptor stays the caller's. While an event that the call-out posted
-/// is still queued, it is not called again. A closed descriptor ends the watch.
-/// \return null when there is no such descriptor
+/// Watches a descriptor until StopWatching; the descriptor stays the caller's. A closed descriptor ends the watch.
+/// While the descriptor stays readable the call-out is called again: on Linux not before the event that it posted has
+/// left the queue; on macOS whenever the loop comes round, so that it may post more than one. \return null when there
+/// is no such descriptor
 CFSocketRef WatchDescriptor(int descriptor, SocketCallOut call_out);
 void StopWatching(CFSocketRef socket);
 /// The descriptor of a watch; -1 for null.

@@ -1,7 +1,8 @@
 #pragma once
 
 /// \file
-/// Pipes whose ends are closed on exec from their first moment. Any thread.
+/// Pipes whose ends are closed on exec: from their first moment, but on macOS from just behind it, so that a child that
+/// another thread starts in between by `fork` and `exec` has them too. Any thread.
 
 namespace platform {
 

@@ -10,9 +10,13 @@ namespace platform {
 
 bool HasRunLoop();
 
-/// Asks the run loop to stop: a wait of ours receives kQuit once; in a bracket the host's `stop` is called from its
-/// loop. A request that comes just as the last run loop ends may be lost. \return false, and nothing is done, when
-/// there is none
+/// Asks the innermost run loop to stop: a wait of ours receives kQuit once; in a bracket the host's `stop` is called
+/// from its loop. What it does not come round to is for the one around it. A request that comes just as the last run
+/// loop ends may be lost.
+///
+/// Where each thread has a run loop of the system's (macOS), that one is stopped outside waits and brackets, and always
+/// on another thread than the main one: there a request for the main thread's run loop has no effect on it.
+/// \return false, and nothing is done, when there is none
 bool StopRunLoop();
 
 /// The host's bracket; brackets and waits nest.

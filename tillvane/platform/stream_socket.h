@@ -3,6 +3,9 @@
 /// \file
 /// IPv4 TCP sockets and local ones, as far as systems make them in different ways. A descriptor that is given is the
 /// caller's to close; a failure is -1 with errno. Any thread.
+///
+/// On macOS a socket is closed on exec, non-blocking and silent from just behind its first moment: a child that another
+/// thread starts in between by `fork` and `exec` has it too.
 
 #include <netinet/in.h>
 #include <sys/un.h>

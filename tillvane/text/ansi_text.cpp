@@ -17,8 +17,7 @@ void DecodeAnsi(unsigned short* dst, const char* src, unsigned long count) {
 
 /// \param dst room for `count` + 1
 void EncodeAnsi(char* dst, const unsigned short* src, unsigned long count) {
-  const bool is_encodable = platform::Iso88591FromUnits(src, count, dst);
-  dst[is_encodable ? count : 0] = '\0';
+  dst[platform::Iso88591FromUnits(src, count, dst)] = '\0';
 }
 
 }  // namespace

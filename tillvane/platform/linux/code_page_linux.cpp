@@ -24,10 +24,10 @@ void UnitsFromWindows1252(const char* text, std::size_t count, unsigned short* u
   std::transform(text, text + count, units, UnitFromByte);
 }
 
-bool Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text) {
-  if (std::any_of(units, units + count, [](unsigned short unit) { return unit > 0xFF; })) return false;
+std::size_t Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text) {
+  if (std::any_of(units, units + count, [](unsigned short unit) { return unit > 0xFF; })) return 0;
   std::transform(units, units + count, text, [](unsigned short unit) { return static_cast<char>(unit); });
-  return true;
+  return count;
 }
 
 }  // namespace platform

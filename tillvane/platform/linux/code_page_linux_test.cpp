@@ -24,7 +24,7 @@ TEST(CodePage, UnitsBelow256AreIso88591) {
   unsigned short units[256];
   for (unsigned int i = 0; i < 256; ++i) units[i] = static_cast<unsigned short>(i);
   char bytes[256];
-  ASSERT_TRUE(platform::Iso88591FromUnits(units, 256, bytes));
+  ASSERT_EQ(platform::Iso88591FromUnits(units, 256, bytes), 256U);
   for (int i = 0; i < 256; ++i) EXPECT_EQ(static_cast<unsigned char>(bytes[i]), i);
 }
 
@@ -32,15 +32,15 @@ TEST(CodePage, OtherUnitsAreNot) {
   for (const char16_t unit : {u'\u0100', u'\u0152', u'\u20AC', u'\uFEFF', u'\uFFFF'}) {
     const unsigned short units[] = {'a', unit};
     char bytes[2];
-    EXPECT_FALSE(platform::Iso88591FromUnits(units, 2, bytes)) << static_cast<int>(unit);
-    EXPECT_TRUE(platform::Iso88591FromUnits(units, 1, bytes)) << static_cast<int>(unit);
+    EXPECT_EQ(platform::Iso88591FromUnits(units, 2, bytes), 0U) << static_cast<int>(unit);
+    EXPECT_EQ(platform::Iso88591FromUnits(units, 1, bytes), 1U) << static_cast<int>(unit);
     EXPECT_EQ(bytes[0], 'a');
   }
 }
 
 TEST(CodePage, NothingOfNothing) {
   platform::UnitsFromWindows1252("", 0, nullptr);
-  EXPECT_TRUE(platform::Iso88591FromUnits(nullptr, 0, nullptr));
+  EXPECT_EQ(platform::Iso88591FromUnits(nullptr, 0, nullptr), 0U);
 }
 
 }  // namespace

@@ -27,14 +27,14 @@ void UnitsFromWindows1252(const char* text, std::size_t count, unsigned short* u
 }
 
 // Not by CFStringGetCString, which wants room for a terminator.
-bool Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text) {
+std::size_t Iso88591FromUnits(const unsigned short* units, std::size_t count, char* text) {
   const auto length = static_cast<CFIndex>(count);
   const OwnedObject<CFStringRef> string(CFStringCreateWithCharacters(kCFAllocatorDefault, units, length));
-  if (string == nullptr) return false;
+  if (string == nullptr) return 0;
   CFIndex used = 0;
   const CFIndex read = CFStringGetBytes(string.get(), CFRangeMake(0, length), kCFStringEncodingISOLatin1, 0, false,
                                         reinterpret_cast<UInt8*>(text), length, &used);
-  return read == length && used == length;
+  return read == length ? static_cast<std::size_t>(used) : 0;
 }
 
 }  // namespace platform

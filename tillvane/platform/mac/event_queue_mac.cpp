@@ -1,6 +1,7 @@
 #include <Carbon/Carbon.h>
 
 #include <ctime>
+#include <vector>
 
 #include <tillvane/platform/event_queue.h>
 #include <tillvane/platform/mac/run_loop_mac.h>
@@ -28,14 +29,17 @@ OSStatus ReceiveNext(double seconds, Event** event) {
   return status;
 }
 
-struct Predicate {
-  bool (*function)(Event* event, void* data);
-  void* data;
-};
+/// Leaves the event where it is: one more of those that the system counts out.
+Boolean Collect(EventRef event, void* data) noexcept {
+  static_cast<std::vector<EventRef>*>(data)->push_back(::RetainEvent(event));
+  return false;
+}
 
-Boolean AskPredicate(EventRef event, void* data) noexcept {
-  const auto* const predicate = static_cast<const Predicate*>(data);
-  return predicate->function(EventOfNative(event), predicate->data);
+/// \return false when it was not queued, or is not to be removed, or was received meanwhile
+bool FlushOne(EventRef event, bool (*predicate)(Event* event, void* data), void* data) {
+  const EventQueueRef queue = GetMainEventQueue();
+  return IsEventInQueue(queue, event) && predicate(EventOfNative(event), data) &&
+         RemoveEventFromQueue(queue, event) == noErr;
 }
 
 }  // namespace
@@ -73,8 +77,15 @@ Received ReceiveEvent(double seconds, Event** event) {
 unsigned int CountEvents() { return static_cast<unsigned int>(GetNumEventsInQueue(GetMainEventQueue())); }
 
 unsigned int FlushEvents(bool (*predicate)(Event* event, void* data), void* data) {
-  Predicate asked = {predicate, data};
-  return static_cast<unsigned int>(FlushSpecificEventsFromQueue(GetMainEventQueue(), &AskPredicate, &asked));
+  // The system's queue must not change while the system goes through it, and its answer is no count.
+  std::vector<EventRef> queued;
+  FlushSpecificEventsFromQueue(GetMainEventQueue(), &Collect, &queued);
+  unsigned int flushed = 0;
+  for (const EventRef event : queued) {
+    if (FlushOne(event, predicate, data)) ++flushed;
+    ::ReleaseEvent(event);
+  }
+  return flushed;
 }
 
 // Every loop of the main thread is the system's own here, and dispatches the queue: there is nothing to poll.
@@ -83,10 +94,12 @@ int EventQueueDescriptor() { return -1; }
 bool DrainEventQueue() {
   if (!IsMainThread()) return false;
   bool any = false;
-  // What the handlers post is for the next time; what they receive themselves is gone.
-  for (unsigned int left = CountEvents(); left > 0; --left) {
+  // What is posted from here on is for the next time; what handlers receive themselves is gone.
+  unsigned int left = CountEvents();
+  CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, true);
+  for (; left > 0; --left) {
     Event* event = nullptr;
-    if (ReceiveNext(kEventDurationNoWait, &event) != noErr) break;
+    if (ReceiveNext(0, &event) != noErr) break;
     DispatchEvent(event);
     ReleaseEvent(event);
     any = true;

@@ -1,12 +1,12 @@
 #include <tillvane/platform/file_spec.h>
 
 #include <CoreServices/CoreServices.h>
-#include <sys/fsgetpath.h>
-#include <sys/mount.h>
 
 #include <algorithm>
 #include <climits>
-#include <cstdint>
+#include <cstddef>
+#include <cstring>
+#include <string>
 
 #include <tillvane/platform/mac/core_foundation_mac.h>
 #include <tillvane/platform/native_string.h>
@@ -23,12 +23,25 @@ bool GetInfo(const FSRef& file, FSCatalogInfoBitmap wanted, FSCatalogInfo& info,
   return FSGetCatalogInfo(&file, wanted, &info, name, nullptr, nullptr) == noErr;
 }
 
-/// \return false when the name does not fit
-bool Fill(FSSpec& spec, FSVolumeRefNum volume, UInt32 folder, CFStringRef name) {
-  spec.vRefNum = volume;
-  spec.parID = static_cast<SInt32>(folder);
-  return name != nullptr && CFStringGetPascalString(name, spec.name, sizeof spec.name, kCFStringEncodingUTF8) &&
-         spec.name[0] != 0;
+#pragma pack(push, 2)
+/// What a specification consists of. On 64 bits the system tells only how long it is.
+struct Specification {
+  SInt16 volume;
+  SInt32 folder;
+  unsigned char name[64];  ///< Its length, then so many bytes.
+};
+#pragma pack(pop)
+static_assert(sizeof(Specification) == sizeof(FSSpec));
+
+/// \param name as the File Manager writes it, with a slash where a path has a colon
+/// \return false when it does not fit
+bool Fill(FSSpec& spec, FSVolumeRefNum volume, UInt32 folder, const std::string& name) {
+  Specification made = {volume, static_cast<SInt32>(folder), {}};
+  if (name.empty() || name.size() >= sizeof made.name) return false;
+  made.name[0] = static_cast<unsigned char>(name.size());
+  std::copy(name.begin(), name.end(), made.name + 1);
+  std::memcpy(&spec, &made, sizeof spec);
+  return true;
 }
 
 bool SpecifyFound(const FSRef& file, FSSpec& spec) {
@@ -36,7 +49,7 @@ bool SpecifyFound(const FSRef& file, FSSpec& spec) {
   HFSUniStr255 name;
   if (!GetInfo(file, kFSCatInfoVolume | kFSCatInfoParentDirID, info, &name)) return false;
   const OwnedObject<CFStringRef> text(StringFromUnits(name.unicode, name.length));
-  return Fill(spec, info.volume, info.parentDirID, text.get());
+  return Fill(spec, info.volume, info.parentDirID, PlainText(text.get()));
 }
 
 /// What is not there, in a folder that is.
@@ -50,26 +63,30 @@ bool SpecifyMissing(const char* path, FSSpec& spec) {
   if (parent == nullptr || !CFURLGetFSRef(parent.get(), &folder)) return false;
   if (!GetInfo(folder, kFSCatInfoNodeFlags | kFSCatInfoVolume | kFSCatInfoNodeID, info, nullptr)) return false;
   if ((info.nodeFlags & kFSNodeIsDirectoryMask) == 0) return false;
-  const OwnedObject<CFStringRef> name(CFURLCopyLastPathComponent(url.get()));
-  return Fill(spec, info.volume, info.nodeID, name.get());
+  const OwnedObject<CFStringRef> last(CFURLCopyLastPathComponent(url.get()));
+  std::string name = PlainText(last.get());
+  std::replace(name.begin(), name.end(), ':', '/');
+  return Fill(spec, info.volume, info.nodeID, name);
+}
+
+/// \return empty when the system does not tell it
+std::string PathOf(const FSRef& file) {
+  char path[PATH_MAX];
+  return FSRefMakePath(&file, reinterpret_cast<UInt8*>(path), sizeof path) == noErr ? path : std::string();
 }
 
 /// \return empty when there is no such volume
 std::string VolumePath(FSVolumeRefNum volume) {
   FSRef root;
-  char path[PATH_MAX];
-  if (FSGetVolumeInfo(volume, 0, nullptr, kFSVolInfoNone, nullptr, nullptr, &root) != noErr) return {};
-  if (FSRefMakePath(&root, reinterpret_cast<UInt8*>(path), sizeof path) != noErr) return {};
-  return path;
+  const OSErr status = FSGetVolumeInfo(volume, 0, nullptr, kFSVolInfoNone, nullptr, nullptr, &root);
+  return status == noErr ? PathOf(root) : std::string();
 }
 
-/// \return empty when the volume has none, or does not tell
-std::string FolderPath(const std::string& volume, SInt32 number) {
-  struct statfs status;
-  char path[PATH_MAX];
-  if (statfs(volume.c_str(), &status) != 0) return {};
-  if (fsgetpath(path, sizeof path, &status.f_fsid, static_cast<std::uint32_t>(number)) < 0) return {};
-  return path;
+/// \return empty when there is no such folder, or the volume does not find it by its number
+std::string FolderPath(FSVolumeRefNum volume, SInt32 number) {
+  FSRef folder;
+  const OSStatus status = FSResolveNodeID(volume, static_cast<UInt32>(number), &folder);
+  return status == noErr ? PathOf(folder) : std::string();
 }
 
 }  // namespace
@@ -84,14 +101,15 @@ bool MakeFileSpec(const char* path, FSSpec* spec) {
 }
 
 std::string FileSpecPath(const FSSpec& spec) {
-  const std::string volume = VolumePath(spec.vRefNum);
+  Specification told;
+  std::memcpy(&told, &spec, sizeof told);
   // A volume's root lies nowhere, and its name is not its folder's.
-  if (spec.parID == fsRtParID) return volume;
-  std::string path = FolderPath(volume, spec.parID);
-  if (path.empty()) return {};
+  if (told.folder == fsRtParID) return VolumePath(told.volume);
+  std::string path = FolderPath(told.volume, told.folder);
+  const std::size_t length = told.name[0];
+  if (path.empty() || length >= sizeof told.name) return {};
   if (!path.ends_with('/')) path += '/';
-  std::string name(reinterpret_cast<const char*>(spec.name) + 1, spec.name[0]);
-  // The File Manager writes a name's colon as what separates names in a path.
+  std::string name(told.name + 1, told.name + 1 + length);
   std::replace(name.begin(), name.end(), '/', ':');
   return path += name;
 }

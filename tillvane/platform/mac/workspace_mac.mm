@@ -19,7 +19,7 @@ bool RevealFile(const char* path) {
 OSStatus OpenAddressBook() {
   const OwnedObject<CFArrayRef> applications(
       LSCopyApplicationURLsForBundleIdentifier(CFSTR("com.apple.AddressBook"), nullptr));
-  if (applications == nullptr) return kLSApplicationNotFoundErr;
+  if (applications == nullptr || CFArrayGetCount(applications.get()) == 0) return kLSApplicationNotFoundErr;
   const auto first = static_cast<CFURLRef>(CFArrayGetValueAtIndex(applications.get(), 0));
   return LSOpenCFURLRef(first, nullptr);
 }

@@ -22,17 +22,9 @@ typedef struct EventTypeSpec {
   UInt32 eventKind;
 } EventTypeSpec;
 
-enum {
-  eventLoopTimedOutErr = -9875,
-  eventLoopQuitErr = -9876,
-  eventNotHandledErr = -9874,
-  eventAlreadyPostedErr = -9860,
-  eventParameterNotFoundErr = -9870
-};
+enum { eventNotHandledErr = -9874, eventLoopTimedOutErr = -9875, eventLoopQuitErr = -9876 };
 enum { kEventPriorityLow = 0, kEventPriorityStandard = 1, kEventPriorityHigh = 2 };
 enum { kEventAttributeNone = 0, kEventAttributeUserEvent = 1 };
-
-#define kEventDurationNoWait ((EventTimeout)0.0)
 
 typedef OSStatus (*EventHandlerProcPtr)(EventHandlerCallRef call, EventRef event, void* data);
 typedef EventHandlerProcPtr EventHandlerUPP;
@@ -42,7 +34,6 @@ typedef EventComparatorProcPtr EventComparatorUPP;
 CF_EXTERN OSStatus CreateEvent(CFAllocatorRef allocator, UInt32 event_class, UInt32 kind, EventTime when,
                                EventAttributes attributes, EventRef* event);
 CF_EXTERN EventRef RetainEvent(EventRef event);
-CF_EXTERN UInt32 GetEventRetainCount(EventRef event);
 CF_EXTERN void ReleaseEvent(EventRef event);
 CF_EXTERN UInt32 GetEventClass(EventRef event);
 CF_EXTERN UInt32 GetEventKind(EventRef event);
@@ -59,7 +50,8 @@ CF_EXTERN OSStatus ReceiveNextEvent(ItemCount types, const EventTypeSpec* list, 
                                     EventRef* event);
 CF_EXTERN ItemCount GetNumEventsInQueue(EventQueueRef queue);
 CF_EXTERN Boolean IsEventInQueue(EventQueueRef queue, EventRef event);
-CF_EXTERN ItemCount FlushSpecificEventsFromQueue(EventQueueRef queue, EventComparatorUPP comparator, void* data);
+CF_EXTERN OSStatus RemoveEventFromQueue(EventQueueRef queue, EventRef event);
+CF_EXTERN OSStatus FlushSpecificEventsFromQueue(EventQueueRef queue, EventComparatorUPP comparator, void* data);
 
 CF_EXTERN EventTargetRef GetEventDispatcherTarget(void);
 CF_EXTERN OSStatus SendEventToEventTarget(EventRef event, EventTargetRef target);

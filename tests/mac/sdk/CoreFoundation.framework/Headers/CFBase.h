@@ -26,12 +26,10 @@ typedef const struct __CFString* CFStringRef;
 typedef struct __CFString* CFMutableStringRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 typedef CFTypeRef CFPropertyListRef;
-typedef CFIndex CFComparisonResult;
 
 CF_EXTERN const CFAllocatorRef kCFAllocatorDefault;
 
 CF_EXTERN CFTypeID CFGetTypeID(CFTypeRef object);
-CF_EXTERN CFTypeRef CFRetain(CFTypeRef object);
 CF_EXTERN void CFRelease(CFTypeRef object);
 
 static inline CFRange CFRangeMake(CFIndex location, CFIndex length) {

@@ -28,9 +28,10 @@ CF_EXTERN CFRunLoopRef CFRunLoopGetCurrent(void);
 CF_EXTERN CFRunLoopRef CFRunLoopGetMain(void);
 CF_EXTERN CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
                                                    CFRunLoopSourceContext* context);
-CF_EXTERN void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
 CF_EXTERN void CFRunLoopSourceSignal(CFRunLoopSourceRef source);
 CF_EXTERN void CFRunLoopWakeUp(CFRunLoopRef loop);
 CF_EXTERN void CFRunLoopStop(CFRunLoopRef loop);
+/* Its answer, why it returned, is a number that nobody here asks for. */
+CF_EXTERN SInt32 CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean one_source);
 CF_EXTERN void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);
 CF_EXTERN void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFRunLoopMode mode);

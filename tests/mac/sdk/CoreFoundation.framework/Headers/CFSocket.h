@@ -8,10 +8,10 @@ typedef struct __CFSocket* CFSocketRef;
 typedef int CFSocketNativeHandle;
 typedef CFOptionFlags CFSocketCallBackType;
 
-enum { kCFSocketNoCallBack = 0, kCFSocketReadCallBack = 1 };
+enum { kCFSocketReadCallBack = 1 };
 
-/* Sockets' own options, a bit each. */
-enum { kCFSocketAutomaticallyReenableReadCallBack = 1, kCFSocketCloseOnInvalidate = 128 };
+/* An option of a socket's own, a bit. */
+enum { kCFSocketCloseOnInvalidate = 128 };
 
 typedef void (*CFSocketCallBack)(CFSocketRef socket, CFSocketCallBackType type, CFDataRef address, const void* data,
                                  void* info);

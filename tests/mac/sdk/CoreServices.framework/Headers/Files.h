@@ -15,16 +15,23 @@ typedef int FSIORefNum;
 typedef SInt16 FSIORefNum;
 #endif
 
+#if defined(__LP64__)
+/* What it consists of is nobody's business there. */
+struct FSSpec {
+  UInt8 contents[70];
+};
+#else
 struct FSSpec {
   FSVolumeRefNum vRefNum;
   SInt32 parID;
   StrFileName name;
 };
+#endif
 typedef struct FSSpec FSSpec;
 typedef FSSpec* FSSpecPtr;
 
 struct FSRef {
-  UInt8 hidden[80];
+  UInt8 contents[80];
 };
 typedef struct FSRef FSRef;
 typedef FSRef* FSRefPtr;
@@ -140,6 +147,8 @@ CF_EXTERN OSStatus FSRefMakePath(const FSRef* reference, UInt8* path, UInt32 siz
 CF_EXTERN OSErr FSGetCatalogInfo(const FSRef* reference, FSCatalogInfoBitmap wanted, FSCatalogInfo* info,
                                  HFSUniStr255* name, FSSpecPtr specification, FSRef* parent)
     API_DEPRECATED("", macos(10.0, 10.8));
+CF_EXTERN OSStatus FSResolveNodeID(FSVolumeRefNum volume, UInt32 number, FSRef* reference)
+    API_DEPRECATED("", macos(10.5, 10.8));
 CF_EXTERN OSErr FSGetVolumeInfo(FSVolumeRefNum volume, ItemCount place, FSVolumeRefNum* found,
                                 FSVolumeInfoBitmap wanted, FSVolumeInfo* info, HFSUniStr255* name, FSRef* root)
     API_DEPRECATED("", macos(10.0, 10.8));
