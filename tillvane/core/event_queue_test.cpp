@@ -319,6 +319,17 @@ TEST_F(RunLoopBracket, AWaitInsideTakesTheRequestForItself) {
   EXPECT_EQ(calls, 1);
 }
 
+TEST_F(RunLoopBracket, AWaitThatBeginsBeforeTheBracketCameRoundTakesTheRequest) {
+  int calls = 0;
+  StopFlag handler;
+  const LSignalObject signal;
+  LRunLoopEnter(&CountCall, &calls);
+  platform::StopRunLoop();
+  EXPECT_EQ(handler.ProcessWaitSignalAndProcessEvents(signal, kLongMs), 2);
+  LEventQueueDrain();
+  EXPECT_EQ(calls, 0);
+}
+
 TEST_F(RunLoopBracket, ABracketInsideAWaitTakesTheRequestForItself) {
   int calls = 0;
   StopFlag handler;
