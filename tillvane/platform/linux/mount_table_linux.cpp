@@ -103,7 +103,7 @@ std::optional<Mount> MakeRootMount(const MountTable& table, std::uint64_t id, un
   mount.parent = id;
   mount.major = major;
   mount.minor = minor;
-  mount.point = root;
+  mount.point = std::string(root);
   return mount;
 }
 
