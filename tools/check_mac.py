@@ -136,8 +136,15 @@ NAMES = {
     "platform::DescriptorWatch*, unsigned long, void const*,": "__CFSocket*, unsigned long, __CFData const*,",
     "platform::EventHandlerCall*": "OpaqueEventHandlerCallRef*",
     "platform::Event*": "OpaqueEventRef*",
+    "platform::NativeString const*": "NSString*",
+    "LPlatformStringArray*": "NSMutableArray*",
+    "LPlatformURL*": "NSURL*",
+    "std::__cxx11::": "std::",
     "std::": "std::__1::",
 }
+
+# A class that macOS has itself, by another name.
+THE_SYSTEMS_OWN = "LPlatformStringArray::"
 
 # What differs on one architecture: how an argument list travels; a type's information that every file which needs it
 # brings, and that only counts in its own library.
@@ -152,6 +159,8 @@ def expected_names(linux, architecture):
     """The names that are exported, of those that Linux exports."""
     expected = set()
     for name in linux:
+        if name.startswith(THE_SYSTEMS_OWN):
+            continue
         for one, other in (NAMES | ARCHITECTURE_NAMES[architecture]).items():
             name = name.replace(one, other)
         expected.add(name)

@@ -114,6 +114,8 @@ class Checks(unittest.TestCase):
         self.assertEqual(check_mac.expected_names(names, "arm64"),
                          {"LThread::Start(int)", "LFile::Is(OpaqueEventRef*, std::__1::string)", "f(char*)"})
         self.assertIn("f(__va_list_tag*)", check_mac.expected_names(names, "x86_64"))
+        texts = {"LPlatformStringArray::Count() const", "f(LPlatformStringArray*, std::__cxx11::basic_string<char>)"}
+        self.assertEqual(check_mac.expected_names(texts, "arm64"), {"f(NSMutableArray*, std::__1::basic_string<char>)"})
         information = "typeinfo for LProcessEventsHandler"
         self.assertEqual(check_mac.expected_names({information}, "arm64"), set())
         self.assertEqual(check_mac.expected_names({information}, "x86_64"), {information})
