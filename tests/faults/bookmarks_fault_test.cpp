@@ -1,7 +1,6 @@
 // Grants when the preferences cannot be opened, and how often the file system is asked. The definitions here take the
 // place of the C library's for everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <stdarg.h>
 #include <sys/stat.h>
@@ -15,21 +14,19 @@
 
 #include <tests/support/files.h>
 #include <tests/support/made_up_home.h>
+#include <tests/support/next_definition.h>
 #include <tillvane/files/LPlatformURL.h>
 #include <tillvane/files/LSandboxBookmark.h>
 #include <tillvane/platform/linux/file_identity_linux.h>
 #include <tillvane/platform/preferences.h>
+
+using support::Next;
 
 namespace {
 
 /// What the preferences cannot be opened with; 0 while they can.
 int preferences_error = 0;
 int stat_calls = 0;
-
-template <class Function>
-Function* Next(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 }  // namespace
 
@@ -44,12 +41,12 @@ int open(const char* path, int flags, ...) {
     errno = preferences_error;
     return -1;
   }
-  return Next<int(const char*, int, ...)>("open")(path, flags, mode);
+  return Next(&open, "open")(path, flags, mode);
 }
 
 int statx(int folder, const char* path, int flags, unsigned int mask, struct statx* state) noexcept {
   ++stat_calls;
-  return Next<int(int, const char*, int, unsigned int, struct statx*)>("statx")(folder, path, flags, mask, state);
+  return Next(&statx, "statx")(folder, path, flags, mask, state);
 }
 
 }  // extern "C"

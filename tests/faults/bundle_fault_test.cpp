@@ -1,4 +1,4 @@
-// System calls that fail under what is told of the bundle, and under specifications of files. The definitions here take
+// System calls that fail under what is told of the bundle, and under an FSSpec. The definitions here take
 // the place of the C library's for everything that is linked into this program.
 
 #include <fcntl.h>
@@ -177,7 +177,7 @@ TEST(UnknownExecutable, HasNoFolders) {
   on_readlink = {};
 }
 
-/// An untouched specification.
+/// An untouched FSSpec.
 FSSpec Marked() {
   FSSpec spec;
   std::memset(&spec, '#', sizeof spec);

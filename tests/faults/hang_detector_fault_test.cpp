@@ -1,7 +1,6 @@
 // System calls that fail under the marker of a run. The definitions here take the place of the C library's for
 // everything that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -19,10 +18,13 @@
 
 #include <tests/support/environment_variable.h>
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/diag/LHangDetector.h>
 #include <tillvane/platform/file_object.h>
+
+using support::Next;
 
 namespace {
 
@@ -30,11 +32,6 @@ namespace {
 std::function<int()> on_linkat, on_flock, on_unlink;
 std::function<ssize_t()> on_read, on_write;
 bool has_unnamed_files = true;
-
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 int FailWith(int error) {
   errno = error;

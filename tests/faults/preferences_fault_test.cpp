@@ -1,7 +1,6 @@
 // Kills and failures at every step of a save. The definitions here take the place of the C library's for everything
 // that is linked into this program.
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdarg.h>
@@ -21,8 +20,11 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/preference_store_linux.h>
+
+using support::Next;
 
 namespace {
 
@@ -37,11 +39,6 @@ bool Fails(const char* call) {
   return error != 0;
 }
 
-template <class Function>
-Function* Next(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
 }  // namespace
 
 extern "C" {
@@ -51,38 +48,34 @@ int open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
-  return Fails("open") ? -1 : Next<int(const char*, int, ...)>("open")(path, flags, mode);
+  return Fails("open") ? -1 : Next(&open, "open")(path, flags, mode);
 }
 
-int mkdir(const char* path, mode_t mode) noexcept {
-  return Fails("mkdir") ? -1 : Next<int(const char*, mode_t)>("mkdir")(path, mode);
-}
+int mkdir(const char* path, mode_t mode) noexcept { return Fails("mkdir") ? -1 : Next(&mkdir, "mkdir")(path, mode); }
 
-int flock(int file, int operation) noexcept {
-  return Fails("flock") ? -1 : Next<int(int, int)>("flock")(file, operation);
-}
+int flock(int file, int operation) noexcept { return Fails("flock") ? -1 : Next(&flock, "flock")(file, operation); }
 
 ssize_t read(int file, void* bytes, std::size_t size) {
-  return Fails("read") ? -1 : Next<ssize_t(int, void*, std::size_t)>("read")(file, bytes, size);
+  return Fails("read") ? -1 : Next(&read, "read")(file, bytes, size);
 }
 
 ssize_t write(int file, const void* bytes, std::size_t size) {
   if (Fails("write")) return -1;
-  return Next<ssize_t(int, const void*, std::size_t)>("write")(file, bytes, size < most_at_once ? size : most_at_once);
+  return Next(&write, "write")(file, bytes, size < most_at_once ? size : most_at_once);
 }
 
-int fsync(int file) { return Fails("fsync") ? -1 : Next<int(int)>("fsync")(file); }
+int fsync(int file) { return Fails("fsync") ? -1 : Next(&fsync, "fsync")(file); }
 
 int rename(const char* from, const char* to) noexcept {
-  return Fails("rename") ? -1 : Next<int(const char*, const char*)>("rename")(from, to);
+  return Fails("rename") ? -1 : Next(&rename, "rename")(from, to);
 }
 
-int unlink(const char* path) noexcept { return Fails("unlink") ? -1 : Next<int(const char*)>("unlink")(path); }
+int unlink(const char* path) noexcept { return Fails("unlink") ? -1 : Next(&unlink, "unlink")(path); }
 
 int close(int file) {
   // It is closed in any case.
   const bool fails = Fails("close");
-  const int result = Next<int(int)>("close")(file);
+  const int result = Next(&close, "close")(file);
   return fails ? -1 : result;
 }
 

@@ -1,7 +1,6 @@
 // System calls that fail or are interrupted under named signals. The definitions here take the place of the C library's
 // for everything that is linked into this program; nobody waits.
 
-#include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -17,9 +16,12 @@
 
 #include <tests/support/environment_variable.h>
 #include <tests/support/files.h>
+#include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/core/LSignalObjectNamed.h>
+
+using support::Next;
 
 namespace {
 
@@ -31,11 +33,6 @@ std::function<ssize_t()> on_read;
 /// After each bind.
 std::function<void()> on_bound;
 std::vector<int> backlogs;
-
-template <class Function>
-Function* Next(Function*, const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
 
 int FailWith(int error) {
   errno = error;
