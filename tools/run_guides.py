@@ -1,18 +1,19 @@
 #!/usr/bin/env python3
 """Does what the guides say, as a new user would: each page in an empty folder, against an installed library.
 
-    tools/run_guides.py [PAGE...]      pages of docs/guides, by name; all of them without one
+    tools/run_guides.py [PAGE...]      pages of docs/guides, by name, or README; all of them without one
 
 What a page says is taken from its Markdown, and from nowhere else:
 
   **name.cpp** above a block    the block is the file of this name
   a block of `sh`               is run in the page's folder, or in the source tree below `<!-- in the source tree -->`;
-                                what it exports stays for the next one
+                                what it exports stays for the next one; below `<!-- run by ./dev ci -->` its lines
+                                are only looked for among what that runs
   a block of `text` below that  is what it writes, to the last character
 
 The first page, start-here.md, installs the library and has the CMakeLists.txt; the other pages begin with that file
-beside them and with what its commands have exported. The user's home is made up; in what is written it is /home/you.
-A page without a file and a command whose output it shows is an error.
+beside them and with what its commands have exported. The README's reader is in the clone, which is a folder of links
+here, and has the library where the system finds it. The user's home is made up; in what is written it is /home/you. A page without a file and a command whose output it shows is an error.
 """
 
 import concurrent.futures
@@ -30,7 +31,9 @@ from pathlib import Path
 
 FIRST = "start-here"
 SHARED = "CMakeLists.txt"
+README = "README"
 IN_TREE = "in the source tree"
+BY_CI = "run by ./dev ci"
 LIMIT_S = 300
 # What a guide shows is without a warning.
 FLAGS = "-Wall -Wextra -Wpedantic -Wconversion -Werror"
@@ -52,16 +55,19 @@ class Page:
     name: str
     files: dict
     commands: list
+    run_by_ci: list
 
 
 def read_page(name, text):
     """\\return (the page, what is wrong with it)"""
-    page, wrong = Page(name, {}, []), []
+    page, wrong = Page(name, {}, [], []), []
     end_of_command = None
     for block in BLOCK.finditer(text):
         line = text.count("\n", 0, block.start("body"))
         if block["file"]:
             page.files[block["file"]] = block["body"]
+        elif block["kind"] == "sh" and block["where"] == BY_CI:
+            page.run_by_ci += [(line, command.split("#")[0].strip()) for command in block["body"].splitlines()]
         elif block["kind"] == "sh":
             page.commands.append(Command(line, block["body"], block["where"] == IN_TREE))
             end_of_command = block.end()
@@ -122,9 +128,12 @@ def run_command(command, folder, tree, environment, scratch):
 def run_page(page, tree, shared, environment, scratch):
     """\\return what is wrong with it, the seconds that it took, what it exports"""
     folder = scratch / page.name / "folder"
-    folder.mkdir(parents=True)
     environment = dict(environment)
     begun = time.monotonic()
+    if page.name == README:
+        link_clone(tree, folder)
+        environment["LD_LIBRARY_PATH"] = environment["CMAKE_PREFIX_PATH"] + "/lib"
+        shared = {}
     for name, body in {**shared, **page.files}.items():
         path = folder / name
         path.parent.mkdir(parents=True, exist_ok=True)
@@ -153,12 +162,25 @@ def check_names(pages):
     return wrong
 
 
+def check_commands_of_ci(page, script):
+    return [f"{page.name}.md:{line}: {command} is not run by ./dev ci" for line, command in page.run_by_ci
+            if not re.search(rf"(?<!\S){re.escape(command)}(?![\w-])", script)]
+
+
+def link_clone(tree, folder):
+    """Of a clone its folders: what the page writes beside them is written elsewhere."""
+    folder.mkdir(parents=True)
+    for entry in filter(Path.is_dir, tree.iterdir()):
+        (folder / entry.name).symlink_to(entry)
+
+
 def run(tree, names):
     """\\return what is wrong, a line for each page that was run"""
-    folder = tree / "docs" / "guides"
-    read = [read_page(path.stem, path.read_text(encoding="utf-8")) for path in sorted(folder.glob("*.md"))]
+    paths = sorted((tree / "docs" / "guides").glob("*.md")) + [tree / f"{README}.md"]
+    read = [read_page(path.stem, path.read_text(encoding="utf-8")) for path in paths]
     pages = {page.name: page for page, _ in read}
     wrong = [line for _, lines in read for line in lines] + check_names(pages.values())
+    wrong += check_commands_of_ci(pages[README], (tree / "dev").read_text(encoding="utf-8"))
     wrong += [f"there is no page {name}" for name in [FIRST, *names] if name not in pages]
     if wrong:
         return wrong, []

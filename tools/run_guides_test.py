@@ -19,6 +19,7 @@ int main() {}
 
 ```sh
 export GREETING=hello
+export CMAKE_PREFIX_PATH=prefix
 ```
 
 Words.
@@ -29,6 +30,28 @@ echo "$GREETING, $HOME"
 
 ```text
 hello, /home/you
+```
+"""
+
+README = """<!-- run by ./dev ci -->
+```sh
+./dev demo   # it sells
+```
+
+**host.cpp**
+
+```cpp
+int main() {}
+```
+
+```sh
+ls -1; echo "$LD_LIBRARY_PATH"
+```
+
+```text
+docs
+host.cpp
+prefix/lib
 ```
 """
 
@@ -86,6 +109,8 @@ class Running(unittest.TestCase):
         self.addCleanup(scratch.cleanup)
         self.tree = Path(scratch.name)
         (self.tree / "docs/guides").mkdir(parents=True)
+        (self.tree / "README.md").write_text(README, encoding="utf-8")
+        (self.tree / "dev").write_text("step 'demo' ./dev demo\n", encoding="utf-8")
 
     def run_pages(self, names=(), **pages):
         for name, text in pages.items():
@@ -95,7 +120,18 @@ class Running(unittest.TestCase):
     def test_good_pages(self):
         wrong, told = self.run_pages(start_here=FIRST, second=SECOND)
         self.assertEqual(wrong, [])
-        self.assertEqual([line.split(":")[0] for line in told], ["start-here", "second"])
+        self.assertEqual([line.split(":")[0] for line in told], ["start-here", "second", "README"])
+        self.assertFalse((self.tree / "host.cpp").exists())
+
+    def test_command_that_ci_does_not_run(self):
+        (self.tree / "dev").write_text("./dev demonstrate\n", encoding="utf-8")
+        wrong, _ = self.run_pages(start_here=FIRST)
+        self.assertEqual(wrong, ["README.md:2: ./dev demo is not run by ./dev ci"])
+
+    def test_other_output_of_the_readme(self):
+        (self.tree / "README.md").write_text(README.replace("prefix/lib", "nothing"), encoding="utf-8")
+        wrong, _ = self.run_pages(start_here=FIRST)
+        self.assertTrue(wrong[0].startswith("README.md:12: writes"), wrong)
 
     def test_command_in_the_source_tree(self):
         (self.tree / "LICENCE").touch()
