@@ -3,8 +3,8 @@
 
 - Each link of a Markdown page that leads into the tree leads to a file or folder, and to a heading that is there.
 - Each page of docs/ is linked from docs/README.md.
-- docs/what-works-where.md: each public header, and each file of tests/process, tests/faults, tests/mac/gnustep, fuzz and
-  each stress test stands in exactly one row of its first table, and whatever stands there exists.
+- docs/what-works-where.md: each public header, each test of tests/process, tests/faults and tests/mac/gnustep, each
+  stress test and each fuzz target stands in exactly one row of its first table, and whatever stands there exists.
 """
 
 import re
