@@ -133,21 +133,34 @@ class DispatchTask final : public Task {
   void Round(LProcessInterface& process) override {
     arrived_ = Arrived();
     done_.Reset();
-    reporter_.Start(kPriority);
-    for (int i = 0; i < kPosts; ++i) {
-      sender_.RunOnMainThread(new NumberedWork(arrived_, i));
-      const std::string text = std::to_string(i);
-      notifications_.PostNotifyFromSender(static_cast<unsigned int>(i), text.data(), text.size());
-      plain_.PostQueueNotify();
+    CallThread worker([this](LProcessInterface&) { PostWork(); });
+    CallThread notifier([this](LProcessInterface&) { PostNotifications(); });
+    for (LThread* const thread :
+         {static_cast<LThread*>(&reporter_), static_cast<LThread*>(&worker), static_cast<LThread*>(&notifier)}) {
+      thread->Start(kPriority);
     }
-    sender_.RunOnMainThread(new Withdrawal(arrived_));
     reporter_.JoinThread();
+    worker.JoinThread();
+    notifier.JoinThread();
     sender_.RunOnMainThread(new Done(done_));
     Require(process.ProcessWaitSignal(done_, kLongMs) == 0, "work for the main thread is done there");
     Check();
   }
 
  private:
+  void PostWork() {
+    for (int i = 0; i < kPosts; ++i) sender_.RunOnMainThread(new NumberedWork(arrived_, i));
+    sender_.RunOnMainThread(new Withdrawal(arrived_));
+  }
+
+  void PostNotifications() {
+    for (int i = 0; i < kPosts; ++i) {
+      const std::string text = std::to_string(i);
+      notifications_.PostNotifyFromSender(static_cast<unsigned int>(i), text.data(), text.size());
+      plain_.PostQueueNotify();
+    }
+  }
+
   void Check() const {
     Require(arrived_.in_order, "what is posted arrives on the main thread, in its order");
     Require(arrived_.works == kPosts, "all work is done");

@@ -25,7 +25,7 @@ std::string FindGrowthOf(const char* name, const std::vector<Sample>& samples, l
   const auto third = static_cast<std::ptrdiff_t>(values.size() / 3);
   const long growth = Median({values.end() - third, values.end()}) - Median({values.begin(), values.begin() + third});
   if (growth <= bound) return "";
-  return std::string(name) + " has grown by " + std::to_string(growth) + " bytes from the first third to the last; ";
+  return std::string(name) + " has grown by " + std::to_string(growth) + " from the first third to the last; ";
 }
 
 }  // namespace
@@ -40,7 +40,8 @@ std::string CompareCounts(const Counts& first, const Counts& now) {
 std::string FindGrowth(const std::vector<Sample>& samples) {
   constexpr std::size_t fewest = 6;
   if (samples.size() < fewest) return "";
-  return FindGrowthOf("memory in use", samples, &Sample::heap, kHeapBound) +
+  return FindGrowthOf("number of blocks in use", samples, &Sample::blocks, kBlocksBound) +
+         FindGrowthOf("memory in use", samples, &Sample::heap, kHeapBound) +
          FindGrowthOf("resident memory", samples, &Sample::resident, kResidentBound);
 }
 

@@ -19,7 +19,8 @@ struct Counts {
 
 /// What the process had at one quiet point. Memory in bytes.
 struct Sample {
-  long heap = 0;      ///< allocated and not freed
+  long blocks = 0;    ///< allocated and not freed
+  long heap = 0;      ///< their bytes
   long resident = 0;  ///< of the whole process, in memory
   Counts counts;
 };
@@ -27,9 +28,11 @@ struct Sample {
 /// \return what has grown or shrunk, "descriptors: 12 at the first quiet point, 13 now"; empty for nothing
 std::string CompareCounts(const Counts& first, const Counts& now);
 
-/// Between the first and the last third of the run, what is in use may grow by so much: caches fill up late, and a pool
-/// has one more element when more came together. A leak of 100 bytes twenty times a second is found in two minutes.
-inline constexpr long kHeapBound = 64 * 1024;
+/// Between the first and the last third of the run the blocks in use may grow by so many: a list is longer where more
+/// came together. A leak of one block three times a second is found in two minutes, however small the block.
+inline constexpr long kBlocksBound = 200;
+/// The same block takes more or less of the allocator's memory. For what grows without new blocks.
+inline constexpr long kHeapBound = 512 * 1024;
 /// The allocator gives memory back when it likes.
 inline constexpr long kResidentBound = 16L * 1024 * 1024;
 

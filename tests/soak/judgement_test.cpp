@@ -14,13 +14,13 @@ using testing::HasSubstr;
 
 constexpr long kStart = 10000000;
 
-/// So many quiet points, between which the memory in use grows by `step`, and wavers by `noise`.
+/// So many quiet points, between which what is in use grows by `step`, and wavers by `noise`.
 std::vector<Sample> Samples(int count, long step, long noise = 0) {
   std::vector<Sample> samples;
   for (int i = 0; i < count; ++i) {
     Sample sample;
-    sample.heap = kStart + i * step + (i % 2 == 0 ? noise : -noise);
-    sample.resident = sample.heap;
+    sample.blocks = kStart + i * step + (i % 2 == 0 ? noise : -noise);
+    sample.heap = sample.resident = kStart;
     samples.push_back(sample);
   }
   return samples;
@@ -62,23 +62,30 @@ TEST(Judgement, NamesBothCounts) {
   EXPECT_EQ(soak::CompareCounts({}, now), "threads: 0 at the first quiet point, 3 now; ");
 }
 
-TEST(Judgement, PassesMemoryThatWavers) { EXPECT_EQ(soak::FindGrowth(Samples(24, 0, 15000)), ""); }
+TEST(Judgement, PassesWhatWavers) { EXPECT_EQ(soak::FindGrowth(Samples(24, 0, 150)), ""); }
 
 TEST(Judgement, FindsSlowGrowthUnderNoise) {
-  // A hundred bytes five times a second, in windows of five seconds.
-  EXPECT_THAT(soak::FindGrowth(Samples(22, 2500, 5000)), HasSubstr("memory in use has grown by "));
+  // A block three times a second, in windows of five seconds.
+  EXPECT_THAT(soak::FindGrowth(Samples(22, 15, 50)), HasSubstr("number of blocks in use has grown by "));
+}
+
+TEST(Judgement, FindsMemoryThatGrowsWithoutBlocks) {
+  std::vector<Sample> samples = Samples(24, 0);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].heap += static_cast<long>(i) * 50000;
+  EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("memory in use has grown by "));
 }
 
 TEST(Judgement, SaysNothingOfOnePeak) {
   for (const std::size_t place : {std::size_t{0}, std::size_t{12}, std::size_t{23}}) {
     std::vector<Sample> samples = Samples(24, 0);
+    samples[place].blocks += 100000;
     samples[place].heap += 50L * 1024 * 1024;
     samples[place].resident += 50L * 1024 * 1024;
     EXPECT_EQ(soak::FindGrowth(samples), "") << place;
   }
 }
 
-TEST(Judgement, PassesMemoryThatShrinks) { EXPECT_EQ(soak::FindGrowth(Samples(24, -100000)), ""); }
+TEST(Judgement, PassesWhatShrinks) { EXPECT_EQ(soak::FindGrowth(Samples(24, -1000)), ""); }
 
 TEST(Judgement, FindsResidentMemory) {
   std::vector<Sample> samples = Samples(24, 0);

@@ -8,8 +8,8 @@ namespace soak {
 /// nothing else. It is gone with all that is in it when this is.
 class PrivateWorld {
  public:
-  /// Ends the process when the folder cannot be made. A process starts itself anew the first time: the allocator reads
-  /// its settings before `main`, and they make it tell to the byte what is in use.
+  /// Ends the process when the folder cannot be made. A process starts itself anew the first time: GLib
+  /// reads its settings before `main`.
   explicit PrivateWorld(char** arguments);
   ~PrivateWorld();
   PrivateWorld(const PrivateWorld&) = delete;

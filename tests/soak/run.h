@@ -34,6 +34,7 @@ class Run {
   void BeQuiet();
   bool WaitForWorkers();
   void OpenNewLedger();
+  static void FillEventPool();
   Sample LookUntilSettled();
   void PrintWindow(const Sample& sample, unsigned int freeze_ms);
   void Judge(unsigned int freeze_ms);

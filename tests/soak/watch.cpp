@@ -1,6 +1,5 @@
 #include "watch.h"
 
-#include <malloc.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
 #include <unistd.h>
@@ -14,7 +13,11 @@
 #include <system_error>
 #include <utility>
 
+#include "allocations.h"
+
 namespace soak {
+
+constinit Allocations allocations;
 
 namespace {
 
@@ -98,11 +101,6 @@ int CountChildren() {
   return count;
 }
 
-long HeapBytes() {
-  const struct mallinfo2 info = mallinfo2();
-  return static_cast<long>(info.uordblks + info.hblkhd);
-}
-
 long ResidentBytes() {
   std::ifstream file("/proc/self/statm");
   long all, resident = 0;
@@ -131,7 +129,8 @@ std::set<int> Watch::OwnSemaphoreSets() const {
 Sample Watch::Look() const {
   Sample sample;
   // Memory first: what looks at the rest takes some.
-  sample.heap = HeapBytes();
+  sample.blocks = allocations.blocks;
+  sample.heap = allocations.bytes;
   sample.resident = ResidentBytes();
   sample.counts = {CountEntries("/proc/self/fd"),
                    CountEntries("/proc/self/task"),

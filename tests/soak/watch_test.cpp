@@ -10,6 +10,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -24,6 +27,7 @@
 namespace {
 
 using soak::Counts;
+using soak::Sample;
 using soak::Watch;
 
 /// Makes a free semaphore, as this process's locks do. \return its set
@@ -51,11 +55,40 @@ class WatchTest : public testing::Test {
 TEST_F(WatchTest, SeesHundredBytesARound) {
   std::vector<std::unique_ptr<char[]>> lost;
   lost.reserve(1000);
-  const long before = watch_.Look().heap;
+  const Sample before = watch_.Look();
   for (int i = 0; i < 1000; ++i) lost.push_back(std::make_unique<char[]>(100));
-  EXPECT_GE(watch_.Look().heap - before, 100000);
+  EXPECT_EQ(watch_.Look().blocks, before.blocks + 1000);
+  EXPECT_GE(watch_.Look().heap, before.heap + 100000);
   lost.clear();
-  EXPECT_LT(watch_.Look().heap - before, 50000);
+  EXPECT_EQ(watch_.Look().blocks, before.blocks);
+  EXPECT_EQ(watch_.Look().heap, before.heap);
+}
+
+/// Volatile, so that no compiler takes an allocation away.
+void* volatile block;
+
+TEST_F(WatchTest, SeesWhatEveryFunctionAllocates) {
+  const std::vector<std::function<void()>> calls = {[] { block = std::malloc(10000); },
+                                                    [] { block = std::calloc(100, 100); },
+                                                    [] { block = std::realloc(nullptr, 10000); },
+                                                    [] { block = std::realloc(std::malloc(10), 10000); },
+                                                    [] { block = std::aligned_alloc(64, 10048); },
+                                                    [] {
+                                                      void* aligned = nullptr;
+                                                      EXPECT_EQ(posix_memalign(&aligned, 64, 10000), 0);
+                                                      block = aligned;
+                                                    },
+                                                    [] { block = strdup(std::string(10000, 'x').c_str()); }};
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const Sample at_first = watch_.Look();
+    calls[i]();
+    const Sample now = watch_.Look();
+    EXPECT_EQ(now.blocks, at_first.blocks + 1) << i;
+    EXPECT_GE(now.heap, at_first.heap + 10000) << i;
+    std::free(block);
+    EXPECT_EQ(watch_.Look().blocks, at_first.blocks) << i;
+    EXPECT_EQ(watch_.Look().heap, at_first.heap) << i;
+  }
 }
 
 TEST_F(WatchTest, SeesMemoryOfAnotherThread) {
