@@ -12,6 +12,7 @@
 #include <sstream>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "allocations.h"
 
@@ -35,12 +36,14 @@ int CountFiles(const std::string& folder) {
 }
 
 std::map<int, std::string> ListDescriptors() {
-  std::map<int, std::string> descriptors;
   std::error_code error;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd", error)) {
-    const fs::path target = fs::read_symlink(entry.path(), error);
-    // The listing's own is gone when it is looked at.
-    if (!error) descriptors[std::atoi(entry.path().filename().c_str())] = target.string();
+  std::vector<fs::path> paths;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd", error)) paths.push_back(entry.path());
+  std::map<int, std::string> descriptors;
+  for (const fs::path& path : paths) {
+    const fs::path target = fs::read_symlink(path, error);
+    // The listing's own is gone by now.
+    if (!error) descriptors[std::atoi(path.filename().c_str())] = target.string();
   }
   return descriptors;
 }
