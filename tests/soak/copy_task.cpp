@@ -56,12 +56,12 @@ class CopyTask final : public Task {
 
  private:
   void MakeTree() {
-    for (int i = 0; i < 6; ++i) {
+    for (std::size_t i = 0; i < 6; ++i) {
       const std::string inner = tree_ + "/folder" + std::to_string(i) + "/inner";
       Require(LFile::CreateFolderTree(inner.c_str()) == 1, "a folder tree is made");
-      for (int k = 0; k < 5; ++k) {
+      for (std::size_t k = 0; k < 5; ++k) {
         const std::string file = inner + "/file" + std::to_string(k);
-        WriteFile(file, bytes_.substr(static_cast<std::size_t>(i * 100 + k), static_cast<std::size_t>(k) * 4000));
+        WriteFile(file, bytes_.substr(i * 100 + k, k * 4000));
         files_.push_back(file.substr(tree_.size()));
       }
     }

@@ -1,6 +1,7 @@
 #include "judgement.h"
 
 #include <algorithm>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ struct CountCase {
   const char* name;
   int Counts::*count;
 };
+
+void PrintTo(const CountCase& one, std::ostream* out) { *out << one.name; }
 
 class JudgementCount : public testing::TestWithParam<CountCase> {};
 
