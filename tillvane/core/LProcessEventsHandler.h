@@ -41,7 +41,10 @@ class TILLVANE_API LProcessEventsHandler {
   /// Called by the event loop when a watched descriptor is readable: posts the wake-up event, class 'LSnc', kind
   /// 'LSnk', whose parameter 'LSso' of type 'long' is the descriptor, 4 bytes.
   /// \param socket the watch whose descriptor is readable
-  /// \param type, address, data, info not used
+  /// \param type not used
+  /// \param address not used
+  /// \param data not used
+  /// \param info not used
   static void SocketCallBack(CFSocketRef socket, CFSocketCallBackType type, CFDataRef address, const void* data,
                              void* info);
 };

@@ -69,8 +69,9 @@ class TILLVANE_API LThreadRunOnMainThread {
   static bool FlushEventFromQueueCallBack(EventRef event, void* owner);
 
   /// Does the work of an event, and counts it as done. Main thread only.
-  /// \param call, data not used
+  /// \param call not used
   /// \param event one that RunOnMainThread() has posted
+  /// \param data not used
   /// \return 0
   static OSStatus EventHandler(EventHandlerCallRef call, EventRef event, void* data) noexcept;
 

@@ -87,6 +87,7 @@ class TILLVANE_API LBugReportBlockScope {
 /// it owns it, or else what the main thread is about: "Ukn0(LstCmd7)", "GloIni1", "GuiIni2", "GuiDes3", "GloDes4",
 /// "(Cmd8)".
 /// \param out room for 260 bytes; what does not fit is cut
-/// \param first, third the host's own; not in `out`, which is emptied first
+/// \param first the host's own; not in `out`, which is emptied first
+/// \param third the host's own, as `first`
 /// \return the length of the whole line, as snprintf counts it, also when it was cut
 TILLVANE_API int LDebugGenerateXIString(char* out, const char* first, const char* third);

@@ -9,7 +9,8 @@
 /// mask of new files' modes becomes 0, so that they get exactly the modes that are asked for, the command line is
 /// copied (LUnixAppCopyCommandLineArguments), the locale is set (LGetLocale, for all categories), and so is the number
 /// of open files (LSetMaximumNumberOfOpenFiles).
-/// \param argc, argv as `main` was given them
+/// \param argc as `main` was given it
+/// \param argv as `main` was given them: the texts outlive the copy
 /// \return 1
 TILLVANE_API int LUnixAppInitCommon(int argc, char** argv);
 
