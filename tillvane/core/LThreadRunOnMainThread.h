@@ -33,7 +33,7 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// Gets ready to run what is posted: once, before the first post. Again without Destroy() in between does nothing.
   static void Init();
 
-  /// Ends that. What is dispatched from then on is lost, and still counted: destroy the senders first.
+  /// Ends what Init() began. What is dispatched from then on is lost, and still counted: destroy the senders first.
   static void Destroy();
 
   /// A sender that has posted nothing yet.

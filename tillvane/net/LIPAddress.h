@@ -9,7 +9,7 @@
 /// \file
 /// IPv4 addresses with a port.
 
-/// An IPv4 address and a port. It has the bytes of the system's `sockaddr_in` and nothing else.
+/// An IPv4 address and a port. It has the bytes of the system's `sockaddr_in` and nothing else. Not synchronised.
 class TILLVANE_API LIPAddressWithPort {
  public:
   /// The address that stands for one that could not be resolved; nothing connects to it.
@@ -39,13 +39,14 @@ class TILLVANE_API LIPAddressWithPort {
   sockaddr_in address_;
 };
 
-/// One port at several IPv4 addresses of the same host, to be tried in order.
+/// One port at several IPv4 addresses of the same host, to be tried in order. It does not change, so that any thread
+/// may ask it.
 class TILLVANE_API LIPAddressMultiHomedWithPort {
  public:
-  /// Copies the addresses.
+  /// Copies the addresses. Without memory std::bad_alloc leaves.
   /// \param port as a plain number
   /// \param count how many addresses there are
-  /// \param network_order so many addresses as `inet_addr` gives them; null for none
+  /// \param network_order so many addresses as `inet_addr` gives them; null for none, whatever `count` says
   LIPAddressMultiHomedWithPort(unsigned short port, unsigned int count, const unsigned int* network_order);
   LIPAddressMultiHomedWithPort(const LIPAddressMultiHomedWithPort&) = delete;
   LIPAddressMultiHomedWithPort& operator=(const LIPAddressMultiHomedWithPort&) = delete;
