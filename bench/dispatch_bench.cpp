@@ -127,19 +127,19 @@ Comparison ThreadsPost(const char* title, int threads, Place place) {
 
 }  // namespace
 
-void RunDispatchFamily(const Options& options, Goals* goals) {
+void RunDispatchFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("dispatch");
-  Measure(MainThreadPosts<kBatch>("the main thread posts 1000, then runs them"), options, goals);
-  Measure(MainThreadPosts<1>("the main thread posts and runs one at a time"), options, goals);
-  if (cpus.empty()) return goals->NoteFailure("dispatch: which processors there are");
+  Measure(MainThreadPosts<kBatch>("the main thread posts 1000, then runs them"), options, results);
+  Measure(MainThreadPosts<1>("the main thread posts and runs one at a time"), options, results);
+  if (cpus.empty()) return results->NoteFailure("dispatch: which processors there are");
   const Place one_core{cpus[0], cpus[0]};
-  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, goals);
-  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, goals);
+  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, results);
+  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, results);
   if (cpus.size() == 1) return;
   const Place two_cores{cpus[0], cpus[1]};
-  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, goals);
-  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, goals);
+  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, results);
+  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, results);
 }
 
 }  // namespace bench

@@ -99,7 +99,7 @@ void SplitAtCommas(benchmark::State& state, const std::string& text) {
   }
 }
 
-void MeasureItems(const char* title, const std::string& text, double goal, const Options& options, Goals* goals) {
+void MeasureItems(const char* title, const std::string& text, double goal, const Options& options, Results* results) {
   Measure({title,
            {Clock::kThread},
            "GetCSVListItem",
@@ -108,7 +108,7 @@ void MeasureItems(const char* title, const std::string& text, double goal, const
             {"string_view::find_first_of, no rules, no copy",
              [=](benchmark::State& state) { SplitAtCommas(state, text); }}},
            Count(text)},
-          options, goals);
+          options, results);
 }
 
 // --- URIs ---
@@ -152,7 +152,7 @@ void GlibEscapes(benchmark::State& state, const std::string& text) {
   }
 }
 
-void MeasureEscapes(const char* title, const std::string& line, const Options& options, Goals* goals) {
+void MeasureEscapes(const char* title, const std::string& line, const Options& options, Results* results) {
   const std::string text = Repeat(line);
   Measure({title,
            {Clock::kThread},
@@ -162,7 +162,7 @@ void MeasureEscapes(const char* title, const std::string& line, const Options& o
             {"isalnum and strchr, a character at a time", [=](benchmark::State& state) { PlainEscapes(state, text); },
              0.5}},
            Count(text)},
-          options, goals);
+          options, results);
 }
 
 // --- Arguments ---
@@ -207,7 +207,7 @@ void PlainArguments(benchmark::State& state, const std::string& text) {
   }
 }
 
-void MeasureArguments(const char* title, const std::string& line, const Options& options, Goals* goals) {
+void MeasureArguments(const char* title, const std::string& line, const Options& options, Results* results) {
   const std::string text = Repeat(line);
   Measure({title,
            {Clock::kThread},
@@ -216,25 +216,25 @@ void MeasureArguments(const char* title, const std::string& line, const Options&
            {{"the same rules into a std::string", [=](benchmark::State& state) { PlainArguments(state, text); }, 1.0},
             {"g_shell_parse_argv", [=](benchmark::State& state) { GlibArguments(state, text); }, 0.25}},
            Count(text)},
-          options, goals);
+          options, results);
 }
 
 }  // namespace
 
-void RunStringsFamily(const Options& options, Goals* goals) {
+void RunStringsFamily(const Options& options, Results* results) {
   PrintHead("strings");
-  MeasureItems("a list of numbers, a byte of it", Numbers(), 1.1, options, goals);
+  MeasureItems("a list of numbers, a byte of it", Numbers(), 1.1, options, results);
   MeasureItems(
       "a list of names and quoted texts, a byte of it",
       Repeat("Anna Maria Example, \"Long Street 12, 1010 Vienna\",anna.maria@example.org , Monthly newsletter\n"), 0.6,
-      options, goals);
-  MeasureEscapes("a URI's words, a byte of it", "local stores/price list 2024 (final).txt ", options, goals);
-  MeasureEscapes("a URI's non-Latin text, a byte of it", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", options, goals);
-  MeasureEscapes("a URI's name that needs no escape, a byte of it", "Price-list_2024.final.txt", options, goals);
+      options, results);
+  MeasureEscapes("a URI's words, a byte of it", "local stores/price list 2024 (final).txt ", options, results);
+  MeasureEscapes("a URI's non-Latin text, a byte of it", "\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E", options, results);
+  MeasureEscapes("a URI's name that needs no escape, a byte of it", "Price-list_2024.final.txt", options, results);
   MeasureArguments("a command line, words, a byte of it", "copy -v --target=/usr/share/doc/example file.txt other ",
-                   options, goals);
+                   options, results);
   MeasureArguments("a command line, quotes and backslashes, a byte of it",
-                   "copy \"/media/My Disk/long name.txt\" My\\ Other\\ Folder/name ", options, goals);
+                   "copy \"/media/My Disk/long name.txt\" My\\ Other\\ Folder/name ", options, results);
 }
 
 }  // namespace bench
