@@ -269,12 +269,12 @@ void LockFile(benchmark::State& state) {
 }
 
 template <int kPasses>
-Comparison BetweenProcesses(const char* title, const char* name, Body ours, double goal) {
+Comparison BetweenProcesses(const char* title, const char* name, Body ours, double goal, std::string note = {}) {
   return {title,
           {Clock::kThread},
           name,
           std::move(ours),
-          {Limit("two bare semops with SEM_UNDO", BareSemops<kPasses>, goal),
+          {Limit("two bare semops with SEM_UNDO", BareSemops<kPasses>, goal, std::move(note)),
            {"flock: lock, unlock", LockFile<kPasses>},
            {"robust pthread mutex in shared memory", LockRobustMutex<kPasses>}},
           kPasses};
@@ -292,7 +292,9 @@ void RunLocksFamily(const Options& options, Results* results) {
                               LockWithOpening, 2.2),
           options, results);
   Measure(BetweenProcesses<kObjects>("between processes, already open", "LSystemLockMutex: lock, unlock",
-                                     LockWithoutOpening, 1.4),
+                                     LockWithoutOpening, 1.4,
+                                     "Quiet runs give 1.34 to 1.40: ours asks for the value of the semaphore before it "
+                                     "gives it back, so that it makes three calls where the bare ones make two."),
           options, results);
 }
 

@@ -97,11 +97,12 @@ int main(int argc, char** argv) {
     if (!line.only.empty() && line.only != family.name) continue;
     results.BeginFamily(family.name);
     family.run(line.options, &results);
+    // After each, so that a run that is interrupted leaves what it has.
+    if (!line.json.empty() && !results.Write(line.json, line.options.quick)) {
+      std::fprintf(stderr, "run_bench: '%s' could not be written\n", line.json.c_str());
+      return 1;
+    }
   }
   results.Print();
-  if (!line.json.empty() && !results.Write(line.json, line.options.quick)) {
-    std::fprintf(stderr, "run_bench: '%s' could not be written\n", line.json.c_str());
-    return 1;
-  }
   return results.HasFailed() ? 1 : 0;
 }

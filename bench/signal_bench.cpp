@@ -155,11 +155,16 @@ void AskSelect(benchmark::State& state) {
 }
 
 Comparison Questions() {
-  return {"the question alone, not signalled",
-          {Clock::kThread},
-          "LSignalObject::IsSignaled",
-          AskIsSignaled,
-          {Limit("poll without a wait", AskPoll, 1.1), {"select without a wait", AskSelect}}};
+  return {
+      "the question alone, not signalled",
+      {Clock::kThread},
+      "LSignalObject::IsSignaled",
+      AskIsSignaled,
+      {Limit("poll without a wait", AskPoll, 1.1,
+             "Ours is that one system call, a look at the descriptor before it and at the answer after it: together "
+             "some twenty nanoseconds, 0.99 to 1.11 in several runs. The looks stay: poll would sleep on a descriptor "
+             "that is closed, and take one that is not open for signalled."),
+       {"select without a wait", AskSelect}}};
 }
 
 void SignalAndReset(benchmark::State& state) {
