@@ -20,9 +20,8 @@ namespace {
 constexpr double kGlibGoal = 0.4;
 constexpr const char* kNote =
     "A quiet machine has given 0.10 to 0.22 for all of these; four threads beside many other processes 0.36 to 0.41. "
-    "Ours "
-    "takes a lock and counts each piece of work for its sender, which the peers do not. To do without the lock was not "
-    "tried.";
+    "Ours takes a lock and counts each piece of work for its sender, which the peers do not. No attempt without the "
+    "lock is recorded.";
 
 /// What everybody posts: an object of its own, whose virtual function is run on the main thread and which is then
 /// freed.

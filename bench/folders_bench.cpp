@@ -155,13 +155,11 @@ long PrintMemory(const std::string& top) {
 
 // What is known of the goals that are missed.
 constexpr const char* kNoteOfFts =
-    "The bare system calls alone take 0.82 to 0.86 of it in many folders and 0.73 to 0.82 in one. One call less a "
-    "folder "
-    "was the last that could be saved: the stream that an iterator shows is the C library's, and its opendir and "
-    "readdir "
-    "by themselves take 0.85 to 0.91 of fts.";
+    "The bare system calls alone take 0.73 to 0.86 of it. One call less a folder was the last that could be saved: the "
+    "stream that an iterator shows is the C library's, and its opendir and readdir by themselves take 0.85 to 0.91 of "
+    "fts.";
 constexpr const char* kNoteOfFilesystem =
-    "It cannot be met: the bare system calls alone, without which there is no listing, take 0.51 to 0.61 of it.";
+    "It cannot be met: the bare system calls alone, without which there is no listing, take 0.48 to 0.61 of it.";
 constexpr const char* kNoteOfFind =
     "The bare system calls alone take 0.57 to 0.62 of it in many folders, where a quiet machine has met the goal with "
     "0.55. In one folder on ext4 it is met with a third.";

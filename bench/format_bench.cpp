@@ -69,27 +69,26 @@ Comparison StringsAndIntegers() {
 }
 
 Comparison Integers() {
-  return {
-      "three integers into a buffer, padded and hexadecimal",
-      {Clock::kThread},
-      "tplsnprintf",
-      IntoBuffer([](char* buffer, const Arguments& a) {
-        tplsnprintf(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
-      }),
-      {{"snprintf", IntoBuffer([](char* buffer, const Arguments& a) {
-          std::snprintf(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
-        }),
-        0.4,
-        "Two runs beside many other processes have given 0.41 and 0.44, their single repetitions 0.26 to 0.82. Nothing "
-        "of its own was tried for it."},
-       {"fmt::format_to_n", IntoBuffer([](char* buffer, const Arguments& a) {
-          FmtInto(buffer, "{} {:08x} {:6}", a.count, a.mask, a.number);
-        }),
-        0.8},
-       {"absl::SNPrintF", IntoBuffer([](char* buffer, const Arguments& a) {
-          absl::SNPrintF(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
-        }),
-        0.8}}};
+  return {"three integers into a buffer, padded and hexadecimal",
+          {Clock::kThread},
+          "tplsnprintf",
+          IntoBuffer([](char* buffer, const Arguments& a) {
+            tplsnprintf(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
+          }),
+          {{"snprintf", IntoBuffer([](char* buffer, const Arguments& a) {
+              std::snprintf(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
+            }),
+            0.4,
+            "Two runs beside many other processes have given 0.41 and 0.44, their single repetitions 0.26 to 0.82. No "
+            "attempt of its own is recorded."},
+           {"fmt::format_to_n", IntoBuffer([](char* buffer, const Arguments& a) {
+              FmtInto(buffer, "{} {:08x} {:6}", a.count, a.mask, a.number);
+            }),
+            0.8},
+           {"absl::SNPrintF", IntoBuffer([](char* buffer, const Arguments& a) {
+              absl::SNPrintF(buffer, kRoom, "%d %08x %6d", a.count, a.mask, a.number);
+            }),
+            0.8}}};
 }
 
 Comparison Doubles(const char* title, const char* format, Body fmt_body, Body absl_body, double library_goal,

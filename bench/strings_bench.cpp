@@ -45,9 +45,8 @@ int Count(const std::string& text) { return static_cast<int>(text.size()); }
 
 constexpr const char* kNoteOfNumbers =
     "Runs beside many other processes have given 1.15 and 1.22. Most of the time of both is that nobody can foresee "
-    "where "
-    "a number ends; ours looks up what each byte is, which pays in longer items (0.54 with names and quotes) and not "
-    "here. Nothing more was tried.";
+    "where a number ends; ours looks up what each byte is, which pays in longer items (0.54 with names and quotes) and "
+    "not here. No other attempt is recorded.";
 
 void OurItems(benchmark::State& state, const std::string& text) {
   char item[260];
@@ -167,8 +166,8 @@ void MeasureEscapes(const char* title, const std::string& line, const Options& o
            "LURIEncodeToWriterDirect",
            [=](benchmark::State& state) { OurEscapes(state, text); },
            {{"g_uri_escape_string", [=](benchmark::State& state) { GlibEscapes(state, text); }, 0.4,
-             "The goal is for words that need escapes here and there, where it is met. What needs none takes 0.49 to "
-             "0.50, half a nanosecond a byte; nothing of its own was tried for it."},
+             "Text that needs escapes here and there meets it. What needs none has given 0.49 and 0.50 in two runs; no "
+             "attempt of its own is recorded."},
             {"isalnum and strchr, a character at a time", [=](benchmark::State& state) { PlainEscapes(state, text); },
              0.5}},
            Count(text)},
@@ -224,8 +223,8 @@ void MeasureArguments(const char* title, const std::string& line, const Options&
            "NextArgument",
            [=](benchmark::State& state) { OurArguments(state, text); },
            {{"the same rules into a std::string", [=](benchmark::State& state) { PlainArguments(state, text); }, 1.0,
-             "Runs beside many other processes have given 0.98 and 1.05: both look at each byte once. Nothing more was "
-             "tried."},
+             "Runs beside many other processes have given 0.98 and 1.05: both look at each byte once. No other attempt "
+             "is recorded."},
             {"g_shell_parse_argv", [=](benchmark::State& state) { GlibArguments(state, text); }, 0.25}},
            Count(text)},
           options, results);

@@ -1,5 +1,7 @@
 """The picture of a family for bench_report.py: a dot for each ratio, with its spread, its goal and its limit."""
 
+import textwrap
+
 import matplotlib
 from matplotlib.figure import Figure
 from matplotlib.lines import Line2D
@@ -14,16 +16,18 @@ AXIS_INCHES, LEGEND_INCHES = 0.55, 0.35
 WIDTH_INCHES = 10.0
 # Where the labels end and where the numbers begin, of the width.
 LEFT, RIGHT = 0.37, 0.82
+# A label of more characters has two lines in smaller letters.
+LONGEST_LABEL = 50
+NORMAL, SMALL = 8, 6.5
 
 MET, MISSED, NO_GOAL, LIMIT = "#1a7f4e", "#c0392b", "#3b5b8c", "#7d3c98"
-TICKS = [10.0**power * digit for power in range(-4, 5) for digit in (1, 2, 5)]
 
 STYLE = {
     # Text as text: small files, and one can search them. The rest makes two drawings of the same the same.
     "svg.fonttype": "none",
     "svg.hashsalt": "tillvane",
     "font.family": "DejaVu Sans",
-    "font.size": 8,
+    "font.size": NORMAL,
 }
 
 
@@ -85,9 +89,13 @@ def limits_of(entries):
 
 
 def ticks_between(least, most):
-    """The ticks of a logarithmic axis: 1, 2, 5 of each ten, or the tens alone where that would be too many."""
-    ticks = [tick for tick in TICKS if least <= tick <= most]
-    return ticks if len(ticks) <= 9 else [tick for tick in ticks if f"{tick:e}".startswith("1")]
+    """The ticks of a logarithmic axis: more or fewer digits of each ten, as the axis is short or long."""
+    for digits in ((1, 1.2, 1.5, 2, 3, 4, 5, 6, 7, 8, 9), (1, 1.5, 2, 3, 5, 7), (1, 2, 5), (1,)):
+        ticks = [float(f"{digit}e{power}") for power in range(-4, 5) for digit in digits]
+        ticks = [tick for tick in ticks if least <= tick <= most]
+        if len(ticks) <= 9:
+            break
+    return ticks
 
 
 def frame(axes, lines):
@@ -114,7 +122,8 @@ def draw_entry(axes, y, entry):
                   linestyle="none", zorder=5)
     axes.plot([entry.value], [y], marker="s" if entry.is_met is False else "o", markersize=5, markeredgecolor=color,
               markerfacecolor="white" if entry.is_met is None else color, linestyle="none", zorder=6)
-    write_label(axes, LEFT - 0.015, y, entry.label, ha="right")
+    lines = textwrap.wrap(entry.label, LONGEST_LABEL)
+    write_label(axes, LEFT - 0.015, y, "\n".join(lines), ha="right", size=SMALL if len(lines) > 1 else NORMAL)
     write_label(axes, RIGHT + 0.015, y, entry.text, ha="left", color=color)
 
 

@@ -217,7 +217,8 @@ processes do meanwhile, though not what they do to the caches; *wall clock* leav
 - The upright tick is the goal: how much of the peer's time ours may take. No tick, no goal: the peer shows something
   else.
 - The diamond is the physical limit where there is one: where the dot would be if ours did nothing but what no way can
-  leave out, such as the bare system calls, or a look at each byte.
+  leave out, such as the bare system calls, or a look at each byte. Who is left of it makes fewer or larger calls, or
+  shows how far the clock on the wall can be trusted.
 - A goal of a number of its own, such as milliseconds, stands in a second part of the picture, each through its goal."""
 
 

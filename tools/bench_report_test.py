@@ -218,8 +218,15 @@ class Pictures(unittest.TestCase):
         entry = bench_picture.Entry("", 0.5, [0.001, 0.4, 0.6, 1000], 0.25, False, "", limit=2)
         self.assertEqual(bench_picture.limits_of([entry]), (0.25 / 1.3, 2 * 1.3))
 
+    def test_a_long_label_has_two_lines(self):
+        text, _ = self.drawn(family("one", bounds=[bound("what takes " + "very " * 10 + "long", 1, 2)]))
+        for words in ("what takes very", "very long", f"{bench_picture.SMALL}px"):
+            self.assertIn(words, text)
+        self.assertNotIn("very " * 10, text)
+
     def test_ticks_become_fewer_on_a_long_axis(self):
-        self.assertEqual(bench_picture.ticks_between(0.3, 3), [0.5, 1, 2])
+        self.assertEqual(bench_picture.ticks_between(0.4, 3), [0.5, 0.7, 1, 1.5, 2, 3])
+        self.assertEqual(bench_picture.ticks_between(0.03, 3), [0.05, 0.1, 0.2, 0.5, 1, 2])
         self.assertEqual(bench_picture.ticks_between(0.009, 110), [0.01, 0.1, 1, 10, 100])
 
     def test_numbers_have_the_digits_that_count(self):
