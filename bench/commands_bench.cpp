@@ -119,40 +119,40 @@ Body OurRun(std::size_t memory) {
   return WithMemory(memory, [] { return Ours("/bin/echo hi"); });
 }
 
-void MeasureRun(const std::string& title, std::size_t memory, const Options& options, Goals* goals) {
+void MeasureRun(const std::string& title, std::size_t memory, const Options& options, Results* results) {
   Measure({"/bin/echo hi, its output taken" + title,
            {Clock::kFamily},
            "LPipeIn",
            OurRun(memory),
            {{"popen", WithMemory(memory, [] { return Popen("/bin/echo hi"); }), 0.7},
             {"system, >/dev/null", WithMemory(memory, [] { return System("/bin/echo hi >/dev/null"); })},
-            {"posix_spawn of the program", WithMemory(memory, [] { return BareSpawn(); })},
+            Limit("posix_spawn of the program", WithMemory(memory, [] { return BareSpawn(); })),
             {"fork, exec of the program", WithMemory(memory, [] { return Fork(); })}}},
-          options, goals);
+          options, results);
 }
 
 }  // namespace
 
-void RunCommandsFamily(const Options& options, Goals* goals) {
+void RunCommandsFamily(const Options& options, Results* results) {
   PrintHead("commands");
   // As a shell that starts a program has it: where $PWD is wrong, a command is left to the shell to set it right.
   char folder[4096];
   if (getcwd(folder, sizeof folder) != nullptr) setenv("PWD", folder, 1);
   constexpr std::size_t kMemory = std::size_t{512} << 20;
-  MeasureRun("", 0, options, goals);
-  MeasureRun(", with 512 MiB resident", kMemory, options, goals);
+  MeasureRun("", 0, options, results);
+  MeasureRun(", with 512 MiB resident", kMemory, options, results);
   Measure({"with 512 MiB resident and without",
            {Clock::kFamily},
            "LPipeIn, 512 MiB",
            OurRun(kMemory),
            {{"LPipeIn", OurRun(0), 1.5}}},
-          options, goals);
+          options, results);
   Measure({"a command that a shell reads",
            {Clock::kFamily},
            "LPipeIn",
            WithMemory(0, [] { return Ours("echo hi"); }),
            {{"popen", WithMemory(0, [] { return Popen("echo hi"); })}}},
-          options, goals);
+          options, results);
 }
 
 }  // namespace bench

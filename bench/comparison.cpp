@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <map>
+#include <utility>
 
 namespace bench {
 
@@ -43,21 +44,6 @@ class Collector : public benchmark::BenchmarkReporter {
   std::map<std::string, std::string> errors_;
 };
 
-struct Ratio {
-  double of_medians, least, most;
-};
-
-/// Interleaved repetitions of the same number ran at about the same time: their ratios show the spread.
-Ratio RatioOf(const std::vector<double>& ours, const std::vector<double>& peer) {
-  Ratio ratio{Median(ours) / Median(peer), 0, 0};
-  for (std::size_t i = 0; i < std::min(ours.size(), peer.size()); ++i) {
-    const double one = ours[i] / peer[i];
-    ratio.least = i == 0 ? one : std::min(ratio.least, one);
-    ratio.most = i == 0 ? one : std::max(ratio.most, one);
-  }
-  return ratio;
-}
-
 const char* NameOf(Clock clock) {
   switch (clock) {
     case Clock::kThread:
@@ -87,35 +73,38 @@ void Register(const std::string& name, const Body& body, const Comparison& compa
 }
 
 /// \return false, with a line printed, when there is no time to compare
-bool PrintTime(const std::string& name, Clock clock, Collector* collector, Goals* goals) {
+bool PrintTime(const std::string& name, Clock clock, Collector* collector, Results* results) {
   const std::vector<double>& times = collector->Times(name, clock);
   const std::string& error = collector->Error(name);
   if (times.empty() || !error.empty()) {
     std::printf("    %-44s failed: %s\n", name.c_str(), error.c_str());
-    goals->NoteFailure(name);
+    results->NoteFailure(name);
     return false;
   }
   std::printf("    %-44s %10.1f", name.c_str(), Median(times));
   return true;
 }
 
-void PrintPeer(const Comparison& comparison, const Peer& peer, Clock clock, Collector* collector, Goals* goals) {
-  if (!PrintTime(peer.name, clock, collector, goals)) return;
-  const Ratio ratio = RatioOf(collector->Times(comparison.name, clock), collector->Times(peer.name, clock));
-  std::printf("  %9.3f  %7.3f ..%7.3f", ratio.of_medians, ratio.least, ratio.most);
-  if (peer.goal > 0 && clock == comparison.clocks.front()) {
-    const bool met = ratio.of_medians <= peer.goal;
-    std::printf("  <= %.2f  %s", peer.goal, met ? "yes" : "NO");
-    goals->Note(comparison.title + ": of " + peer.name, met);
-  }
+void PrintRatio(const PeerResult& peer) {
+  std::printf("  %9.3f  %7.3f ..%7.3f", peer.ratio.of_medians, peer.ratio.least, peer.ratio.most);
+  if (peer.goal > 0) std::printf("  <= %.2f  %s", peer.goal, peer.IsMet() ? "yes" : "NO");
   std::printf("\n");
 }
 
-void Print(const Comparison& comparison, Clock clock, Collector* collector, Goals* goals) {
+void Show(const Comparison& comparison, Clock clock, Collector* collector, Results* results) {
   std::printf("  %s (%s)\n", comparison.title.c_str(), NameOf(clock));
-  if (!PrintTime(comparison.name, clock, collector, goals)) return;
+  if (!PrintTime(comparison.name, clock, collector, results)) return;
   std::printf("\n");
-  for (const Peer& peer : comparison.peers) PrintPeer(comparison, peer, clock, collector, goals);
+  const std::vector<double>& ours = collector->Times(comparison.name, clock);
+  Table table = {comparison.title, NameOf(clock), comparison.name, Median(ours)};
+  for (const Peer& peer : comparison.peers) {
+    if (!PrintTime(peer.name, clock, collector, results)) continue;
+    const std::vector<double>& times = collector->Times(peer.name, clock);
+    const double goal = clock == comparison.clocks.front() ? peer.goal : 0;
+    table.peers.push_back({peer.name, Median(times), RatioOf(ours, times), goal, peer.note, peer.is_limit});
+    PrintRatio(table.peers.back());
+  }
+  results->Add(std::move(table));
 }
 
 }  // namespace
@@ -132,28 +121,8 @@ double FamilyStopwatch::Seconds() {
   return seconds;
 }
 
-double Median(std::vector<double> values) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  const std::size_t half = values.size() / 2;
-  return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
-double Percentile(std::vector<double> values, double percent) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  const double rank = percent / 100 * static_cast<double>(values.size() - 1);
-  return values[static_cast<std::size_t>(rank + 0.5)];
-}
-
-void Goals::Note(const std::string& goal, bool met) { (met ? met_ : missed_).push_back(goal); }
-
-void Goals::NoteFailure(const std::string& what) { failures_.push_back(what); }
-
-void Goals::Print() const {
-  std::printf("\n%zu of %zu goals met\n", met_.size(), met_.size() + missed_.size());
-  for (const std::string& goal : missed_) std::printf("  missed: %s\n", goal.c_str());
-  for (const std::string& failure : failures_) std::printf("  could not be measured: %s\n", failure.c_str());
+Peer Limit(std::string name, Body body, double goal, std::string note) {
+  return {std::move(name), std::move(body), goal, std::move(note), true};
 }
 
 void PrintHead(const std::string& family) {
@@ -161,13 +130,13 @@ void PrintHead(const std::string& family) {
               "met");
 }
 
-double Measure(const Comparison& comparison, const Options& options, Goals* goals) {
+double Measure(const Comparison& comparison, const Options& options, Results* results) {
   benchmark::ClearRegisteredBenchmarks();
   Register(comparison.name, comparison.body, comparison, options);
   for (const Peer& peer : comparison.peers) Register(peer.name, peer.body, comparison, options);
   Collector collector(comparison.items);
   benchmark::RunSpecifiedBenchmarks(&collector, "all");
-  for (const Clock clock : comparison.clocks) Print(comparison, clock, &collector, goals);
+  for (const Clock clock : comparison.clocks) Show(comparison, clock, &collector, results);
   std::fflush(stdout);
   return Median(collector.Times(comparison.name, comparison.clocks.front()));
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "results.h"
+
 namespace bench {
 
 /// The body of one benchmark: runs on the main thread, loops over the state.
@@ -32,8 +34,12 @@ class FamilyStopwatch {
 struct Peer {
   std::string name;
   Body body;
-  double goal = 0;  ///< ours may take so many times what the peer takes; 0 for no goal
+  double goal = 0;        ///< ours may take so many times what the peer takes; 0 for no goal
+  std::string note = {};  ///< for whoever sees the goal missed: what was tried, and why it is not met
+  bool is_limit = false;  ///< what no way of doing it can leave out: bare system calls, or the bytes looked at once
 };
+
+Peer Limit(std::string name, Body body, double goal = 0, std::string note = {});
 
 /// What a time is. A processor's time leaves out what else the machine does meanwhile: where nobody sleeps, it is what
 /// the clock on the wall would show on an idle machine.
@@ -60,29 +66,11 @@ struct Options {
   bool quick = false;
 };
 
-/// What the run has shown of the goals so far.
-class Goals {
- public:
-  void Note(const std::string& goal, bool met);
-  /// A measurement that gave no result: the run has failed.
-  void NoteFailure(const std::string& what);
-  void Print() const;
-  bool HasFailed() const { return !failures_.empty(); }
-
- private:
-  std::vector<std::string> met_, missed_, failures_;
-};
-
-/// Prints the name of a family and the head of its table.
+/// Prints the head of a family's table.
 void PrintHead(const std::string& family);
 
-/// Measures a comparison and prints its parts of the table.
+/// Measures a comparison, prints its parts of the table and adds them to the results.
 /// \return our median for an item, in nanoseconds of the first clock; 0 when there is none
-double Measure(const Comparison& comparison, const Options& options, Goals* goals);
-
-double Median(std::vector<double> values);
-
-/// The value that so many in a hundred do not exceed; 0 of none.
-double Percentile(std::vector<double> values, double percent);
+double Measure(const Comparison& comparison, const Options& options, Results* results);
 
 }  // namespace bench

@@ -18,6 +18,10 @@ namespace bench {
 namespace {
 
 constexpr double kGlibGoal = 0.4;
+constexpr const char* kNote =
+    "A quiet machine has given 0.10 to 0.22 for all of these; four threads beside many other processes 0.36 to 0.41. "
+    "Ours takes a lock and counts each piece of work for its sender, which the peers do not. No attempt without the "
+    "lock is recorded.";
 
 /// What everybody posts: an object of its own, whose virtual function is run on the main thread and which is then
 /// freed.
@@ -98,8 +102,8 @@ class AsioDispatch {
 };
 
 std::vector<Peer> PeersOf(bool have_goals, Body idle, Body invoke, Body asio) {
-  return {{"g_idle_add_full", std::move(idle), have_goals ? kGlibGoal : 0},
-          {"g_main_context_invoke_full", std::move(invoke), have_goals ? kGlibGoal : 0},
+  return {{"g_idle_add_full", std::move(idle), have_goals ? kGlibGoal : 0, kNote},
+          {"g_main_context_invoke_full", std::move(invoke), have_goals ? kGlibGoal : 0, kNote},
           {"asio::post", std::move(asio)}};
 }
 
@@ -127,19 +131,19 @@ Comparison ThreadsPost(const char* title, int threads, Place place) {
 
 }  // namespace
 
-void RunDispatchFamily(const Options& options, Goals* goals) {
+void RunDispatchFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("dispatch");
-  Measure(MainThreadPosts<kBatch>("the main thread posts 1000, then runs them"), options, goals);
-  Measure(MainThreadPosts<1>("the main thread posts and runs one at a time"), options, goals);
-  if (cpus.empty()) return goals->NoteFailure("dispatch: which processors there are");
+  Measure(MainThreadPosts<kBatch>("the main thread posts 1000, then runs them"), options, results);
+  Measure(MainThreadPosts<1>("the main thread posts and runs one at a time"), options, results);
+  if (cpus.empty()) return results->NoteFailure("dispatch: which processors there are");
   const Place one_core{cpus[0], cpus[0]};
-  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, goals);
-  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, goals);
+  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, results);
+  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, results);
   if (cpus.size() == 1) return;
   const Place two_cores{cpus[0], cpus[1]};
-  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, goals);
-  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, goals);
+  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, results);
+  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, results);
 }
 
 }  // namespace bench

@@ -137,18 +137,18 @@ std::vector<Comparison> MainThreadPostings() {
 
 }  // namespace
 
-void RunEventsFamily(const Options& options, Goals* goals) {
+void RunEventsFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("events");
-  for (const Comparison& comparison : MainThreadPostings()) Measure(comparison, options, goals);
-  if (cpus.empty()) return goals->NoteFailure("events: which processors there are");
+  for (const Comparison& comparison : MainThreadPostings()) Measure(comparison, options, results);
+  if (cpus.empty()) return results->NoteFailure("events: which processors there are");
   const Place one_core{cpus[0], cpus[0]};
-  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, goals);
-  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, goals);
+  Measure(ThreadsPost("one other thread posts, all on one core", 1, one_core), options, results);
+  Measure(ThreadsPost("four threads post, all on one core", 4, one_core), options, results);
   if (cpus.size() == 1) return;
   const Place two_cores{cpus[0], cpus[1]};
-  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, goals);
-  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, goals);
+  Measure(ThreadsPost("one other thread posts from another core", 1, two_cores), options, results);
+  Measure(ThreadsPost("four threads post from another core", 4, two_cores), options, results);
 }
 
 }  // namespace bench

@@ -135,7 +135,7 @@ int CountLinesByStdGetline(const OpenMemoryFile& file) {
   return count;
 }
 
-void MeasureBufferedLines(unsigned int length, double goal, const Options& options, Goals* goals) {
+void MeasureBufferedLines(unsigned int length, double goal, const Options& options, Results* results) {
   constexpr int count = 10000;
   const std::string text = Lines(count, length);
   const auto body = [&](int (*work)(const OpenMemoryFile&)) { return WithFile(text, count, work); };
@@ -147,10 +147,10 @@ void MeasureBufferedLines(unsigned int length, double goal, const Options& optio
             {"fgets", body(CountLinesByFgets)},
             {"std::getline", body(CountLinesByStdGetline)}},
            count},
-          options, goals);
+          options, results);
 }
 
-void MeasureUnbufferedLines(const Options& options, Goals* goals) {
+void MeasureUnbufferedLines(const Options& options, Results* results) {
   constexpr int count = 500;
   const std::string text = Lines(count, 80);
   const auto body = [&](int (*work)(const OpenMemoryFile&)) { return WithFile(text, count, work); };
@@ -162,7 +162,7 @@ void MeasureUnbufferedLines(const Options& options, Goals* goals) {
        body(CountLines<LReadFileRef>),
        {{"a read for each byte", body(CountLinesByteByByte), goal}, {"into a growing text", body(CountGrowingLines)}},
        count},
-      options, goals);
+      options, results);
 }
 
 // --- Texts behind their length ---
@@ -236,16 +236,16 @@ int WriteTextsBare(const OpenMemoryFile& file, const std::string& text) {
   return count;
 }
 
-void MeasureTexts(const Options& options, Goals* goals) {
+void MeasureTexts(const Options& options, Results* results) {
   const std::string records = Records(40);
   const auto reads = [&](int (*work)(const OpenMemoryFile&)) { return WithFile(records, kTexts, work); };
   Measure({"texts of 40 bytes behind their length, read",
            {Clock::kThread},
            "ReadStringLenUTF8",
            reads(ReadTexts),
-           {{"two bare reads", reads(ReadTextsBare)}, {"fgetc, fread: buffered", reads(ReadTextsByStream)}},
+           {Limit("two bare reads", reads(ReadTextsBare)), {"fgetc, fread: buffered", reads(ReadTextsByStream)}},
            kTexts},
-          options, goals);
+          options, results);
   const auto writes = [&](int (*work)(const OpenMemoryFile&, const std::string&)) {
     return WithFile(records, kTexts, [=](const OpenMemoryFile& file) { return work(file, std::string(40, 'x')); });
   };
@@ -253,20 +253,20 @@ void MeasureTexts(const Options& options, Goals* goals) {
            {Clock::kThread},
            "WriteStringLenUTF8",
            writes(WriteTexts),
-           {{"two bare writes", writes(WriteTextsBare)}, {"fputc, fwrite: buffered", writes(WriteTextsByStream)}},
+           {Limit("two bare writes", writes(WriteTextsBare)), {"fputc, fwrite: buffered", writes(WriteTextsByStream)}},
            kTexts},
-          options, goals);
+          options, results);
 }
 
 }  // namespace
 
-void RunFilesFamily(const Options& options, Goals* goals) {
+void RunFilesFamily(const Options& options, Results* results) {
   PrintHead("files");
-  MeasureBufferedLines(20, 0.75, options, goals);
-  MeasureBufferedLines(60, 0.75, options, goals);
-  MeasureBufferedLines(1000, 0, options, goals);
-  MeasureUnbufferedLines(options, goals);
-  MeasureTexts(options, goals);
+  MeasureBufferedLines(20, 0.75, options, results);
+  MeasureBufferedLines(60, 0.75, options, results);
+  MeasureBufferedLines(1000, 0, options, results);
+  MeasureUnbufferedLines(options, results);
+  MeasureTexts(options, results);
 }
 
 }  // namespace bench

@@ -142,7 +142,7 @@ Body Pass(int threads, Work work) {
 }
 
 template <class Work>
-void MeasureThreads(const std::string& what, Work work, int threads, const Options& options, Goals* goals) {
+void MeasureThreads(const std::string& what, Work work, int threads, const Options& options, Results* results) {
   const std::string title = what + (threads == 1 ? ", one thread" : ", " + std::to_string(threads) + " threads");
   const std::vector<Clock> clocks =
       threads == 1 ? std::vector<Clock>{Clock::kThread} : std::vector<Clock>{Clock::kProcess, Clock::kWall};
@@ -153,7 +153,7 @@ void MeasureThreads(const std::string& what, Work work, int threads, const Optio
            {{"pthread_rwlock", Pass<PosixLock>(threads, work), threads == 1 ? 1.5 : 0},
             {"std::shared_mutex", Pass<StandardLock>(threads, work)}},
            kPairs * threads},
-          options, goals);
+          options, results);
 }
 
 // --- Between processes ---
@@ -269,12 +269,12 @@ void LockFile(benchmark::State& state) {
 }
 
 template <int kPasses>
-Comparison BetweenProcesses(const char* title, const char* name, Body ours, double goal) {
+Comparison BetweenProcesses(const char* title, const char* name, Body ours, double goal, std::string note = {}) {
   return {title,
           {Clock::kThread},
           name,
           std::move(ours),
-          {{"two bare semops with SEM_UNDO", BareSemops<kPasses>, goal},
+          {Limit("two bare semops with SEM_UNDO", BareSemops<kPasses>, goal, std::move(note)),
            {"flock: lock, unlock", LockFile<kPasses>},
            {"robust pthread mutex in shared memory", LockRobustMutex<kPasses>}},
           kPasses};
@@ -282,18 +282,20 @@ Comparison BetweenProcesses(const char* title, const char* name, Body ours, doub
 
 }  // namespace
 
-void RunLocksFamily(const Options& options, Goals* goals) {
+void RunLocksFamily(const Options& options, Results* results) {
   PrintHead("locks");
-  for (const int threads : {1, 4, 16}) MeasureThreads("read lock", Reads(), threads, options, goals);
-  for (const int threads : {1, 4, 16}) MeasureThreads("write lock", Writes(), threads, options, goals);
+  for (const int threads : {1, 4, 16}) MeasureThreads("read lock", Reads(), threads, options, results);
+  for (const int threads : {1, 4, 16}) MeasureThreads("write lock", Writes(), threads, options, results);
   for (const int threads : {4, 16})
-    MeasureThreads("one write in 64 read locks", OneWriteInSixtyFour(), threads, options, goals);
+    MeasureThreads("one write in 64 read locks", OneWriteInSixtyFour(), threads, options, results);
   Measure(BetweenProcesses<1>("between processes, opened each time", "LSystemLockMutex: open, lock, unlock",
                               LockWithOpening, 2.2),
-          options, goals);
+          options, results);
   Measure(BetweenProcesses<kObjects>("between processes, already open", "LSystemLockMutex: lock, unlock",
-                                     LockWithoutOpening, 1.4),
-          options, goals);
+                                     LockWithoutOpening, 1.4,
+                                     "Quiet runs give 1.34 to 1.40: ours asks for the value of the semaphore before it "
+                                     "gives it back, so that it makes three calls where the bare ones make two."),
+          options, results);
 }
 
 }  // namespace bench

@@ -9,7 +9,7 @@ namespace {
 
 struct Family {
   const char* name;
-  void (*run)(const bench::Options&, bench::Goals*);
+  void (*run)(const bench::Options&, bench::Results*);
 };
 
 constexpr Family kFamilies[] = {
@@ -38,6 +38,7 @@ constexpr Family kFamilies[] = {
 struct CommandLine {
   bench::Options options;
   std::string only;
+  std::string json;  ///< the file for the results; empty for none
   bool is_valid = true;
   bool wants_help = false;
 };
@@ -59,6 +60,8 @@ CommandLine Parse(int argc, char** argv) {
       line.wants_help = true;
     } else if (argument.rfind("--only=", 0) == 0 && IsFamily(argument.substr(std::strlen("--only=")))) {
       line.only = argument.substr(std::strlen("--only="));
+    } else if (argument.rfind("--json=", 0) == 0) {
+      line.json = argument.substr(std::strlen("--json="));
     } else {
       std::fprintf(stderr, "run_bench: '%s' is no option\n", argument.c_str());
       line.is_valid = false;
@@ -68,7 +71,7 @@ CommandLine Parse(int argc, char** argv) {
 }
 
 void PrintUsage(std::FILE* file) {
-  std::fputs("usage: run_bench [--quick] [--only=FAMILY]\nfamilies:", file);
+  std::fputs("usage: run_bench [--quick] [--only=FAMILY] [--json=FILE]\nfamilies:", file);
   for (const Family& family : kFamilies) std::fprintf(file, " %s", family.name);
   std::fputs("\n", file);
 }
@@ -89,10 +92,17 @@ int main(int argc, char** argv) {
     return line.is_valid ? 0 : 2;
   }
   InitialiseBenchmark(argv[0]);
-  bench::Goals goals;
+  bench::Results results;
   for (const Family& family : kFamilies) {
-    if (line.only.empty() || line.only == family.name) family.run(line.options, &goals);
+    if (!line.only.empty() && line.only != family.name) continue;
+    results.BeginFamily(family.name);
+    family.run(line.options, &results);
+    // After each, so that a run that is interrupted leaves what it has.
+    if (!line.json.empty() && !results.Write(line.json, line.options.quick)) {
+      std::fprintf(stderr, "run_bench: '%s' could not be written\n", line.json.c_str());
+      return 1;
+    }
   }
-  goals.Print();
-  return goals.HasFailed() ? 1 : 0;
+  results.Print();
+  return results.HasFailed() ? 1 : 0;
 }

@@ -141,16 +141,16 @@ Body Exchange(int cpu) {
 
 }  // namespace
 
-void RunNamedFamily(const Options& options, Goals* goals) {
+void RunNamedFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("named");
-  if (cpus.empty()) return goals->NoteFailure("named: which processors there are");
+  if (cpus.empty()) return results->NoteFailure("named: which processors there are");
   Measure({"a signal by name between two threads on one core",
            {Clock::kProcess},
            "LSignalObjectNamed",
            Exchange<OurNamedSignal>(cpus[0]),
-           {{"bare UNIX sockets", Exchange<BareSocket>(cpus[0]), 1.2}}},
-          options, goals);
+           {Limit("bare UNIX sockets", Exchange<BareSocket>(cpus[0]), 1.2)}},
+          options, results);
 }
 
 }  // namespace bench

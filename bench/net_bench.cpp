@@ -131,19 +131,20 @@ Body Throughput(std::size_t piece, int cpu, int receivers_cpu) {
 }
 
 void MeasureThroughput(const std::string& name, std::size_t piece, double goal, const std::vector<int>& cpus,
-                       const Options& options, Goals* goals) {
+                       const Options& options, Results* results) {
   const auto comparison = [&](const std::string& where, int receivers_cpu, const std::vector<Clock>& clocks,
                               double goal_there) {
-    return Comparison{"pieces of " + name + ", " + where,
-                      clocks,
-                      "ProcessSend, ProcessRecvBytes",
-                      Throughput<OurEnd>(piece, cpus[0], receivers_cpu),
-                      {{"bare send, recv, blocking", Throughput<BareEnd>(piece, cpus[0], receivers_cpu), goal_there},
-                       {"asio::write, asio::read", Throughput<AsioEnd>(piece, cpus[0], receivers_cpu)}},
-                      static_cast<int>(kPassBytes / piece)};
+    return Comparison{
+        "pieces of " + name + ", " + where,
+        clocks,
+        "ProcessSend, ProcessRecvBytes",
+        Throughput<OurEnd>(piece, cpus[0], receivers_cpu),
+        {Limit("bare send, recv, blocking", Throughput<BareEnd>(piece, cpus[0], receivers_cpu), goal_there),
+         {"asio::write, asio::read", Throughput<AsioEnd>(piece, cpus[0], receivers_cpu)}},
+        static_cast<int>(kPassBytes / piece)};
   };
-  Measure(comparison("both ends on one core", cpus[0], {Clock::kProcess, Clock::kWall}, goal), options, goals);
-  if (cpus.size() > 1) Measure(comparison("a core each", cpus[1], {Clock::kWall}, 0), options, goals);
+  Measure(comparison("both ends on one core", cpus[0], {Clock::kProcess, Clock::kWall}, goal), options, results);
+  if (cpus.size() > 1) Measure(comparison("a core each", cpus[1], {Clock::kWall}, 0), options, results);
 }
 
 // --- Connections a second ---
@@ -228,27 +229,30 @@ Comparison Connections(const std::string& how, const Visits& visits) {
   const auto of = [visits](void (*body)(benchmark::State&, const Visits&)) {
     return [body, visits](benchmark::State& state) { body(state, visits); };
   };
-  return {"a connection, accepted and closed, " + how + ", on one core",
-          {Clock::kProcess, Clock::kWall},
-          "LTCPListener",
-          of(ConnectionsOfOurs),
-          {{"bare loop of accept4, close", of(ConnectionsOfBareLoop), 1 / 0.95},
-           {"asio::ip::tcp::acceptor", of(ConnectionsOfAsio)}},
-          visits.together};
+  return {
+      "a connection, accepted and closed, " + how + ", on one core",
+      {Clock::kProcess, Clock::kWall},
+      "LTCPListener",
+      of(ConnectionsOfOurs),
+      {Limit("bare loop of accept4, close", of(ConnectionsOfBareLoop), 1 / 0.95,
+             "A quiet machine gives 1.02, a busy one meets it about half of the time: each connection takes one poll "
+             "more, because ours waits for its stop signal too, and the bare loop cannot be stopped."),
+       {"asio::ip::tcp::acceptor", of(ConnectionsOfAsio)}},
+      visits.together};
 }
 
 }  // namespace
 
-void RunNetFamily(const Options& options, Goals* goals) {
+void RunNetFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("net");
-  if (cpus.empty()) return goals->NoteFailure("net: which processors there are");
-  MeasureThroughput("64 bytes", 64, 1.2, cpus, options, goals);
-  MeasureThroughput("4 KiB", 4096, 0, cpus, options, goals);
-  MeasureThroughput("64 KiB", 65536, 1.05, cpus, options, goals);
-  Measure(Connections("ten at a time", {cpus[0], 10}), options, goals);
-  Measure(Connections("one after the other", {cpus[0], 1}), options, goals);
-  RunNetStops(options, goals);
+  if (cpus.empty()) return results->NoteFailure("net: which processors there are");
+  MeasureThroughput("64 bytes", 64, 1.2, cpus, options, results);
+  MeasureThroughput("4 KiB", 4096, 0, cpus, options, results);
+  MeasureThroughput("64 KiB", 65536, 1.05, cpus, options, results);
+  Measure(Connections("ten at a time", {cpus[0], 10}), options, results);
+  Measure(Connections("one after the other", {cpus[0], 1}), options, results);
+  RunNetStops(options, results);
 }
 
 }  // namespace bench

@@ -5,6 +5,6 @@
 namespace bench {
 
 /// How long after a stop request the functions for sockets return, and a listener ends: a table of percentiles.
-void RunNetStops(const Options& options, Goals* goals);
+void RunNetStops(const Options& options, Results* results);
 
 }  // namespace bench

@@ -99,7 +99,7 @@ unsigned int ListByProgram() {
 
 }  // namespace
 
-void RunProcessesFamily(const Options& options, Goals* goals) {
+void RunProcessesFamily(const Options& options, Results* results) {
   PrintHead("processes");
   const auto library = std::make_shared<LibraryOfPs>();
   for (const int count : {300, 3000}) {
@@ -110,13 +110,13 @@ void RunProcessesFamily(const Options& options, Goals* goals) {
              "LGetBSDProcessList",
              Listing(sleepers, OurList),
              {{"libproc2", Listing(sleepers, [library] { return library->List(); }), 0.6}}},
-            options, goals);
+            options, results);
     Measure({"the same, by a program" + more,
              {Clock::kWall},
              "LGetBSDProcessList",
              Listing(sleepers, OurList),
              {{"popen of ps", Listing(sleepers, ListByProgram)}}},
-            options, goals);
+            options, results);
   }
 }
 

@@ -155,11 +155,16 @@ void AskSelect(benchmark::State& state) {
 }
 
 Comparison Questions() {
-  return {"the question alone, not signalled",
-          {Clock::kThread},
-          "LSignalObject::IsSignaled",
-          AskIsSignaled,
-          {{"poll without a wait", AskPoll, 1.1}, {"select without a wait", AskSelect}}};
+  return {
+      "the question alone, not signalled",
+      {Clock::kThread},
+      "LSignalObject::IsSignaled",
+      AskIsSignaled,
+      {Limit("poll without a wait", AskPoll, 1.1,
+             "Ours is that one system call, a look at the descriptor before it and at the answer after it: together "
+             "some twenty nanoseconds, 0.99 to 1.11 in several runs. The looks stay: poll would sleep on a descriptor "
+             "that is closed, and take one that is not open for signalled."),
+       {"select without a wait", AskSelect}}};
 }
 
 void SignalAndReset(benchmark::State& state) {
@@ -188,19 +193,19 @@ Comparison OneThread() {
 
 }  // namespace
 
-void RunSignalFamily(const Options& options, Goals* goals) {
+void RunSignalFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("signal");
-  if (cpus.empty()) return goals->NoteFailure("signal: which processors there are");
+  if (cpus.empty()) return results->NoteFailure("signal: which processors there are");
   Measure(PingPongs("signal, wait, reset between two threads on one core", Clock::kProcess, cpus[0], cpus[0], 1.3),
-          options, goals);
+          options, results);
   if (cpus.size() > 1) {
-    Measure(PingPongs("signal, wait, reset across two cores", Clock::kWall, cpus[0], cpus[1], 0), options, goals);
+    Measure(PingPongs("signal, wait, reset across two cores", Clock::kWall, cpus[0], cpus[1], 0), options, results);
   } else {
     std::printf("  signal, wait, reset across two cores: there is only one\n");
   }
-  Measure(Questions(), options, goals);
-  Measure(OneThread(), options, goals);
+  Measure(Questions(), options, results);
+  Measure(OneThread(), options, results);
 }
 
 }  // namespace bench

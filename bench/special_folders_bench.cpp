@@ -72,7 +72,7 @@ void KeptGlibDownloads(benchmark::State& state, const std::string& expected) {
   for (auto _ : state) benchmark::DoNotOptimize(GlibDownloads());
 }
 
-void MeasureDownloads(const Options& options, Goals* goals) {
+void MeasureDownloads(const Options& options, Results* results) {
   const HomeOfADesktop home;
   const auto expecting = [&](void (*body)(benchmark::State&, const std::string&)) {
     return [=, expected = home.Downloads()](benchmark::State& state) { body(state, expected); };
@@ -85,7 +85,7 @@ void MeasureDownloads(const Options& options, Goals* goals) {
            expecting(OurDownloads),
            {{"g_reload_user_special_dirs_cache, then asked", expecting(ReadGlibDownloads), 1.5},
             {"g_get_user_special_dir, kept in memory", expecting(KeptGlibDownloads)}}},
-          options, goals);
+          options, results);
 }
 
 // --- Homes ---
@@ -117,28 +117,28 @@ void AccountsHome(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(getpwuid(getuid()));
 }
 
-void MeasureHomes(const Options& options, Goals* goals) {
+void MeasureHomes(const Options& options, Results* results) {
   const HomeOfADesktop home;
   Measure({"the home",
            {Clock::kThread},
            "GetUserFolder",
            OurHome<LFile::GetUserFolder>,
            {{"g_getenv and g_strdup", EnvironmentsHome}, {"g_get_home_dir, kept in memory", KeptHome}}},
-          options, goals);
+          options, results);
   Measure({"the home in the account",
            {Clock::kThread},
            "GetUserFolderNonSandboxed",
            OurHome<LFile::GetUserFolderNonSandboxed>,
            {{"getpwuid", AccountsHome, 1.2}}},
-          options, goals);
+          options, results);
 }
 
 }  // namespace
 
-void RunSpecialFoldersFamily(const Options& options, Goals* goals) {
+void RunSpecialFoldersFamily(const Options& options, Results* results) {
   PrintHead("special_folders");
-  MeasureDownloads(options, goals);
-  MeasureHomes(options, goals);
+  MeasureDownloads(options, results);
+  MeasureHomes(options, results);
 }
 
 }  // namespace bench

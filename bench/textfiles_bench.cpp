@@ -115,7 +115,7 @@ Body StreamSave(const std::string& text) {
 
 }  // namespace
 
-void RunTextFilesFamily(const Options& options, Goals* goals) {
+void RunTextFilesFamily(const Options& options, Results* results) {
   PrintHead("textfiles");
   struct Size {
     const char* name;
@@ -129,14 +129,14 @@ void RunTextFilesFamily(const Options& options, Goals* goals) {
              {Clock::kThread},
              "LLoadText",
              OurLoad(text),
-             {{"open, read, close", BareLoad(text), size.load_goal}, {"std::ifstream", StreamLoad(text)}}},
-            options, goals);
+             {Limit("open, read, close", BareLoad(text), size.load_goal), {"std::ifstream", StreamLoad(text)}}},
+            options, results);
     Measure({std::string("save ") + size.name,
              {Clock::kThread},
              "LSaveText",
              OurSave(text),
-             {{"open, write, close", BareSave(text)}, {"std::ofstream", StreamSave(text)}}},
-            options, goals);
+             {Limit("open, write, close", BareSave(text)), {"std::ofstream", StreamSave(text)}}},
+            options, results);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdio>
 #include <mutex>
 #include <thread>
@@ -56,11 +57,16 @@ Comparison StartsAndEnds(int cpu) {
   const auto on = [cpu](void (*body)(benchmark::State&, int)) {
     return [body, cpu](benchmark::State& state) { body(state, cpu); };
   };
-  return {"start, nothing to do, end, on one core",
-          {Clock::kProcess, Clock::kWall},
-          "LThread: Start, JoinThread",
-          on(StartAndEndOurs),
-          {{"std::thread, join", on(StartAndEndStd), 1.4}, {"pthread_create, pthread_join", on(StartAndEndPthread)}}};
+  return {
+      "start, nothing to do, end, on one core",
+      {Clock::kProcess, Clock::kWall},
+      "LThread: Start, JoinThread",
+      on(StartAndEndOurs),
+      {{"std::thread, join", on(StartAndEndStd), 1.4,
+        "Quiet runs give 1.31 to 1.39; what is left of the difference is the handshake in which Start learns that the "
+        "thread is there with its priority. Tried: to yield after the start gives 0.95, but makes Start take 2.9 ms "
+        "instead of 10 us where the new thread works at once. Not taken."},
+       Limit("pthread_create, pthread_join", on(StartAndEndPthread))}};
 }
 
 // What can be asked to stop while it waits for nothing else.
@@ -109,8 +115,23 @@ double StopOne() {
   return duration<double, std::nano>(steady_clock::now() - begin).count();
 }
 
+/// The ratio of medians, and for its spread the medians of so many runs of rounds as other measurements have
+/// repetitions.
+Ratio RatioOfRuns(const std::vector<double>& ours, const std::vector<double>& theirs) {
+  constexpr std::size_t kRuns = 15;
+  const auto medians = [](const std::vector<double>& times) {
+    const auto run = static_cast<std::ptrdiff_t>(times.size() / kRuns);
+    std::vector<double> all;
+    for (auto at = times.begin(); times.end() - at >= run; at += run) all.push_back(Median({at, at + run}));
+    return all;
+  };
+  Ratio ratio = RatioOf(medians(ours), medians(theirs));
+  ratio.of_medians = Median(ours) / Median(theirs);
+  return ratio;
+}
+
 /// Rounds of both in turn, on one core, and the percentiles of their times.
-void RunStops(int cpu, const Options& options, Goals* goals) {
+void RunStops(int cpu, const Options& options, Results* results) {
   constexpr double goal = 1.2;
   const int rounds = options.quick ? 300 : 3000;
   const Pinned pinned(cpu);
@@ -123,20 +144,24 @@ void RunStops(int cpu, const Options& options, Goals* goals) {
   const double p50[] = {Percentile(ours, 50), Percentile(theirs, 50)};
   std::printf("    %-44s %10.0f  %10.0f\n", "LThread: StopThreadAndWait", p50[0], Percentile(ours, 99));
   std::printf("    %-44s %10.0f  %10.0f\n", "std::condition_variable, join", p50[1], Percentile(theirs, 99));
-  const double ratio = p50[0] / p50[1];
-  std::printf("    %-44s %10.3f  %10.3f  <= %.2f  %s\n", "ours/this", ratio,
-              Percentile(ours, 99) / Percentile(theirs, 99), goal, ratio <= goal ? "yes" : "NO");
-  goals->Note("stop request to the end of a thread: of a condition variable", ratio <= goal);
+  const PeerResult result = {"std::condition_variable, join", p50[1], RatioOfRuns(ours, theirs), goal};
+  std::printf("    %-44s %10.3f  %10.3f  <= %.2f  %s\n", "ours/this", result.ratio.of_medians,
+              Percentile(ours, 99) / Percentile(theirs, 99), goal, result.IsMet() ? "yes" : "NO");
+  results->Add({"stop request to the end of a thread, on one core",
+                "wall clock of single stops",
+                "LThread: StopThreadAndWait",
+                p50[0],
+                {result}});
 }
 
 }  // namespace
 
-void RunThreadsFamily(const Options& options, Goals* goals) {
+void RunThreadsFamily(const Options& options, Results* results) {
   const std::vector<int> cpus = AllowedCpus();
   PrintHead("threads");
-  if (cpus.empty()) return goals->NoteFailure("threads: which processors there are");
-  Measure(StartsAndEnds(cpus[0]), options, goals);
-  RunStops(cpus[0], options, goals);
+  if (cpus.empty()) return results->NoteFailure("threads: which processors there are");
+  Measure(StartsAndEnds(cpus[0]), options, results);
+  RunStops(cpus[0], options, results);
 }
 
 }  // namespace bench

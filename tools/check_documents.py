@@ -54,10 +54,17 @@ def check_links(root):
     return findings
 
 
-def check_index(root):
-    text = (root / INDEX).read_text(encoding="utf-8")
-    linked = {(root / "docs" / link.partition("#")[0]).resolve() for link in LINK.findall(text)}
+def linked_from(index):
+    """What an index links, with all pages of a folder, and what an index of a folder links in its turn."""
+    text = index.read_text(encoding="utf-8")
+    linked = {(index.parent / link.partition("#")[0]).resolve() for link in LINK.findall(text) if "://" not in link}
     linked |= {page for folder in linked if folder.is_dir() for page in folder.rglob("*.md")}
+    below = {page for page in linked if page.name == "README.md" and index.parent in page.parent.parents and page.exists()}
+    return linked.union(*map(linked_from, below))
+
+
+def check_index(root):
+    linked = linked_from(root.resolve() / INDEX)
     return [f"{INDEX}: does not link {page.relative_to(root / 'docs')}"
             for page in sorted((root / "docs").rglob("*.md")) if page != root / INDEX and page.resolve() not in linked]
 

@@ -60,6 +60,12 @@ class Documents(unittest.TestCase):
     def test_page_that_is_not_in_the_index(self):
         self.assertEqual(self.check({"docs/guides/new.md": ""}), ["docs/README.md: does not link guides/new.md"])
 
+    def test_page_of_an_index_of_a_folder(self):
+        index = {"docs/README.md": GOOD["docs/README.md"] + "[Speed](speed/README.md)\n",
+                 "docs/speed/README.md": "[Net](net.md) [up](../README.md)\n", "docs/speed/net.md": ""}
+        self.assertEqual(self.check(index), [])
+        self.assertEqual(self.check({**index, "docs/speed/tick.md": ""}), ["docs/README.md: does not link speed/tick.md"])
+
     def test_header_without_a_row(self):
         self.assertEqual(self.table(" `LOther`", ""), [f"{TABLE}: has no row for the header LOther"])
 

@@ -10,6 +10,7 @@ docs.py check FOLDER    looks at the HTML and the XML that were made: Doxygen pa
 import html
 import re
 import sys
+from collections import Counter
 from html.parser import HTMLParser
 from itertools import chain
 from pathlib import Path
@@ -59,14 +60,29 @@ def code(match):
     return "<code>" + escaped.replace('"', "&quot;") + "</code>"
 
 
+class Slugs:
+    """The names of a page's headings, in order: a heading that was there before has a number, as GitHub gives it."""
+
+    def __init__(self):
+        self.seen = Counter()
+
+    def next(self, text):
+        name = slug(text)
+        number = self.seen[name]
+        self.seen[name] += 1
+        return f"{name}-{number}" if number else name
+
+
 def slugs(path):
     parts = FENCE.split(path.read_text(encoding="utf-8"))
-    return {slug(heading["text"]) for part in parts[::2] for heading in HEADING.finditer(part)}
+    names = Slugs()
+    return {names.next(heading["text"]) for part in parts[::2] for heading in HEADING.finditer(part)}
 
 
 def page(path, root):
     """The text of a page for Doxygen. A link that leads nowhere stays as it is."""
     path = path.resolve()
+    names = Slugs()
 
     def link(match):
         target = urlsplit(match["target"])
@@ -82,7 +98,7 @@ def page(path, root):
         return f"[{match['text']}](#{found}{label(root, file, target.fragment)})"
 
     def heading(match):
-        return f"{match.group(0)} {{#{label(root, path, slug(match['text']))}}}"
+        return f"{match.group(0)} {{#{label(root, path, names.next(match['text']))}}}"
 
     return prose(path.read_text(encoding="utf-8"), lambda part: CODE.sub(code, LINK.sub(link, HEADING.sub(heading, part))))
 

@@ -84,6 +84,7 @@ class Pages(Tree):
                 ("[a](guides/stop.md) and [b](guide.md)", "[a](docs/guides/stop.md) and [b](docs/guide.md)"),
                 ("[a](guide.md#1-the-part)", "[a](#guide-1-the-part)"),
                 ("## On\n[a](#on)", "## On {#other-on}\n[a](#other-on)"),
+                ("## On\n## On!\n[a](#on-1)", "## On {#other-on}\n## On! {#other-on-1}\n[a](#other-on-1)"),
                 ("[a](guide.md#part) [b](#off)", "[a](#no-heading-guide-part) [b](#no-heading-other-off)"),
                 ("[a](guide.md#no-heading)", "[a](#no-heading-guide-no-heading)"),
                 ("[`examples/worker`](../examples/worker).", "`examples/worker`."),
