@@ -1,8 +1,8 @@
 # What `cmake --install` puts where: the library, its public headers, and what find_package and pkg-config read. GLib,
 # ICU, SQLite, libplist and the rest stay inside the library, so a user of the package needs none of their headers.
 #
-# Components, for `cmake --install --component` and for packages: Runtime is what a program needs to run, Development what
-# it needs to be built, PrivilegedTool what one machine has once, whatever versions of the library are there.
+# Components, for `cmake --install --component` and for packages: Runtime is what a program needs to run, Development
+# what it needs to be built, PrivilegedTool what one machine has once, whatever versions of the library are there.
 
 include(CMakePackageConfigHelpers)
 

@@ -1,7 +1,7 @@
 # What cpack makes for Debian, of the components of cmake/install.cmake: `./dev package`.
 #
-# libtillvane0.1 has the version in its name that the library has in its own, so that two of them can be installed at the
-# same time. polkit has one action of a name and pkexec one program for it: they are a package by themselves.
+# libtillvane0.1 has the version in its name that the library has in its own, so that two of them can be installed at
+# the same time. polkit has one action of a name and pkexec one program for it: they are a package by themselves.
 
 set(runtime libtillvane${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime})

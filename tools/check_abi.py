@@ -3,9 +3,9 @@
 
 usage: tools/check_abi.py [--update] LIBRARY HEADERS KEPT
 
-LIBRARY was built with -g, HEADERS is the folder of the installed headers: what no public header declares is left out. KEPT
-is libabigail's description. Any difference is an error, an addition too: an interface changes on purpose, and --update
-says that it was, by writing KEPT anew.
+LIBRARY was built with -g, HEADERS is the folder of the installed headers: what no public header declares is left out.
+KEPT is libabigail's description. Any difference is an error, an addition too: an interface changes on purpose, and
+--update says that it was, by writing KEPT anew.
 """
 
 import re
@@ -21,8 +21,8 @@ DUMP = ["abidw", "--exported-interfaces-only", "--drop-private-types", "--drop-u
 FAILED = 3
 
 CHANGED = """{kept}: the library's binary interface is another one now; see above.
-If that is meant: write it into CHANGELOG.md, and run ./dev abi --update. Where something was removed or changed, programs
-that were built before do not run with the library: once it is released, that takes a higher minor version."""
+If that is meant: write it into CHANGELOG.md, and run ./dev abi --update. Where something was removed or changed,
+programs that were built before do not run with the library: once it is released, that takes a higher minor version."""
 
 
 def describe(library, headers):

@@ -97,7 +97,8 @@ class CheckAbi(unittest.TestCase):
         (self.folder / below).mkdir(parents=True, exist_ok=True)
         up = "../" * len(Path(below).parts)
         subprocess.run(["g++", "-std=c++20", "-g", *options, "-shared", "-fPIC", f"-I{up}include",
-                        f"-Wl,--version-script={up}source/shape.map", f"{up}source/shape.cpp", "-o", "library.so"], cwd=self.folder / below, check=True)
+                        f"-Wl,--version-script={up}source/shape.map", f"{up}source/shape.cpp", "-o", "library.so"],
+                       cwd=self.folder / below, check=True)
         return [str(self.folder / below / "library.so"), str(self.folder / "include"), str(self.kept)]
 
     def check(self, *arguments):

@@ -1,6 +1,6 @@
 #!/bin/sh
-# tests/consumer/run.sh BUILD_DIR [PACKAGES_DIR]: installs what was built there into a folder of its own and uses it as a
-# host would: through find_package and through pkg-config, with g++ and clang++, and with the sources as a part of the
+# tests/consumer/run.sh BUILD_DIR [PACKAGES_DIR]: installs what was built there into a folder of its own and uses it as
+# a host would: through find_package and through pkg-config, with g++ and clang++, and with the sources as a part of the
 # host's own build; then what the Debian packages in PACKAGES_DIR contain. Looks at what the library exports.
 set -eu
 
@@ -78,7 +78,8 @@ check_use() {
 
   project=$scratch/project
   rm -rf "$project"
-  quietly cmake -S . -B "$project" -G Ninja -DCMAKE_PREFIX_PATH="$1" -DCMAKE_CXX_COMPILER="$2" -DCMAKE_CXX_FLAGS="$flags"
+  quietly cmake -S . -B "$project" -G Ninja -DCMAKE_PREFIX_PATH="$1" -DCMAKE_CXX_COMPILER="$2" \
+    -DCMAKE_CXX_FLAGS="$flags"
   quietly cmake --build "$project" --target consumer
   run "$project/consumer"
 
@@ -147,5 +148,5 @@ for compiler in g++ clang++; do
 done
 check_tree
 [ -z "$packages" ] || check_packages
-echo "consumer: $(wc -l <exports.txt) exported names, find_package, pkg-config and the sources${packages:+, packages};" \
+echo "consumer: $(wc -l <exports.txt) exported names, find_package, pkg-config, the sources${packages:+, packages};" \
   'g++ and clang++: good'
