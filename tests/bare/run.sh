@@ -1,7 +1,7 @@
 #!/bin/sh
 # tests/bare/run.sh packages|commands [FOLDER]: what a newcomer does, on a Debian 12 that has only its base.
 #
-#   packages  installs those of build/package with apt, builds tests/consumer with them as a user without rights,
+#   packages  installs those that ./dev package made with apt, builds tests/consumer with them as a user without rights,
 #             through find_package and through pkg-config, runs it, and purges them: nothing stays
 #   commands  runs ./dev demo and ./dev test of the last commit as a user with sudo
 #
@@ -35,23 +35,26 @@ else
   removed=$folder
 fi
 root=$folder/root
+title=
 # What is mounted there is not ours to remove.
-remove_root() {
+end() {
+  [ "$?" -eq 0 ] || [ -z "$title" ] || printf '\nbare: failed in: %s\n' "$title" >&2
   for mounted in proc sys dev run; do umount -R -l "$root/$mounted" 2>/dev/null || true; done
   rm -rf --one-file-system -- "$removed"
 }
-trap remove_root EXIT
+trap end EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# step TITLE COMMAND...
+# step TITLE COMMAND...: the shell's -e ends everything at the first failure.
 step() {
   title=$1
   shift
   printf '\n==== %s\n' "$title"
   begin=$(date +%s)
-  "$@" || die "failed in: $title"
+  "$@"
   printf '==== %s: %d s\n' "$title" $(($(date +%s) - begin))
+  title=
 }
 
 # inside COMMAND...: as root; as_user COMMAND: as one who has just logged in, a text for the shell.
@@ -64,7 +67,7 @@ as_user() { inside runuser -l visitor -c "$1"; }
 make_base() {
   [ ! -e "$folder/base/made" ] || return 0
   rm -rf -- "$folder/base"
-  debootstrap --variant=minbase bookworm "$folder/base" >"$folder/debootstrap.log" || return 1
+  debootstrap --variant=minbase bookworm "$folder/base" >"$folder/debootstrap.log"
   touch "$folder/base/made"
 }
 
@@ -91,7 +94,7 @@ build_consumer() {
 
 run_consumer() {
   for program in with-cmake with-pkg-config; do
-    as_user "consumer/$program yes && TILLVANE_STORE_PAYMENTS=0 consumer/$program no" || return 1
+    as_user "consumer/$program yes && TILLVANE_STORE_PAYMENTS=0 consumer/$program no"
   done
 }
 
