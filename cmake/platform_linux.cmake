@@ -139,7 +139,10 @@ function(tillvane_platform_link target)
   if(NOT TILLVANE_SANITIZE)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
-  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0 LINK_DEPENDS ${script})
+  # Below 1.0 a minor version may break what was there: it is another library then, that can stand beside the old one.
+  # The map's version says the same of each name.
+  set(soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  set_target_properties(${target} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${soversion} LINK_DEPENDS ${script})
 endfunction()
 
 # What pkexec starts as the administrator. It lies beside the library, as it does where a host ships both.
