@@ -1,4 +1,4 @@
-# What 32-bit hosts know of the classes: every portable source is compiled for them, with its assertions, and a file that
+# The classes as a 32-bit build lays them out: every portable source is compiled, with its assertions, and a file that
 # states places in numbers; the tables of virtual functions are compared with a list. Nothing is linked.
 
 set(TILLVANE_PLATFORM_SOURCES tests/mac/layout_32.cpp)

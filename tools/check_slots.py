@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares the order of virtual functions with the order that compiled hosts know.
+"""Compares the order of virtual functions with the one that is part of the binary interface.
 
 usage: tools/check_slots.py LIST COMPILER ARGUMENT...
 

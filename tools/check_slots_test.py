@@ -5,7 +5,7 @@ import unittest
 
 import check_slots
 
-LIST = """# What hosts know.
+LIST = """# The binary interface.
 
 LOne
 bool LOne::Ask() [pure]

@@ -1,4 +1,4 @@
-// The binary interface that 32-bit hosts know, in numbers: compiled for them, never linked. The sources themselves hold
+// The binary interface as a 32-bit build lays it out, in numbers: compiled, never linked. The sources themselves hold
 // the order and the widths of the fields on every system; here are the places that follow.
 
 #include <sys/sysctl.h>
@@ -48,8 +48,8 @@ struct LThreadLayout {
   static_assert(offsetof(LThread, ended_) == 28);
   static_assert(offsetof(LThread, started_) == 36);
   static_assert(offsetof(LThread, start_lock_) == 44);
-  // The fields that hosts know end at 88; behind them lies the state of starting and stopping. A class that derives
-  // from it has its own fields after that: a host that does so is compiled with this header.
+  // The fields of the binary interface end at 88; behind them lies the state of starting and stopping. A class that
+  // derives from it has its own fields after that: a host that does so is compiled with this header.
   static_assert(sizeof(LThread) == 168);
 };
 
@@ -116,7 +116,7 @@ struct LQueuedNotifyDataHandlerDataLayout {
 struct LSignalObjectNamedLayout {
   static_assert(offsetof(LSignalObjectNamed, address_) == 0);
   static_assert(offsetof(LSignalObjectNamed, connection_) == 108);
-  // The descriptor of the sending side lies behind what hosts know.
+  // The descriptor of the sending side lies behind the fields of the binary interface.
   static_assert(sizeof(LSignalObjectNamed) == 116);
 };
 
@@ -202,7 +202,7 @@ struct LTCPListenerLayout {
 struct LHangDetectorLayout {
   static_assert(offsetof(LHangDetector, path_) == 0);
   static_assert(offsetof(LHangDetector, descriptor_) == 260);
-  // What it found lies behind what hosts know.
+  // What it found lies behind the fields of the binary interface.
   static_assert(sizeof(LHangDetector) == 272);
 };
 

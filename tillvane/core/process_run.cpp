@@ -5,7 +5,7 @@
 
 #include <tillvane/core/LProcessRun.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 static_assert(offsetof(ProcessRunData, command) == 0);
 static_assert(offsetof(ProcessRunData, done) == sizeof(LStringLong));
 static_assert(offsetof(ProcessRunData, release) == sizeof(LStringLong) + 8);

@@ -6,7 +6,7 @@
 
 #include <tillvane/core/LQueuedNotify.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 struct LThreadQueuedNotifyLayout {

@@ -21,7 +21,7 @@ constexpr int kRealTimePriority = 91;
 
 }  // namespace
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LThreadLayout {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"

@@ -5,7 +5,7 @@
 #include <tillvane/platform/thread_id.h>
 #include <tillvane/text/LStringFormat.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LBugReportBlockScopeLayout {
   static_assert(offsetof(LBugReportBlockScope, name_) == 0);
   static_assert(offsetof(LBugReportBlockScope, index_) == 8);

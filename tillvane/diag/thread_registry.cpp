@@ -7,7 +7,7 @@
 #include <tillvane/diag/status_slot.h>
 #include <tillvane/platform/thread_id.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 static_assert(offsetof(LDebugThreadData, id) == 0);
 static_assert(offsetof(LDebugThreadData, dialog) == 4);
 static_assert(offsetof(LDebugThreadData, name) == 36);

@@ -9,7 +9,7 @@
 #include <tillvane/files/line_reading.h>
 #include <tillvane/text/LStringFormat.h>
 
-// The field has the place and the width that binary hosts know.
+// The place and the width of the field are part of the binary interface.
 struct LReadFileRefLayout {
   static_assert(offsetof(LReadFileRef, descriptor_) == 0);
   static_assert(sizeof(LReadFileRef) == 4);

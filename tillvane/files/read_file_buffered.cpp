@@ -9,7 +9,7 @@
 #include <tillvane/files/line_reading.h>
 #include <tillvane/text/copy_short.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LReadFileBufferedLayout {
   static_assert(offsetof(LReadFileBuffered, descriptor_) == 0);
   static_assert(offsetof(LReadFileBuffered, buffer_) == 4);

@@ -10,7 +10,7 @@
 #include <tillvane/text/LStringFormat.h>
 #include <tillvane/text/format_arguments.h>
 
-// The field has the place and the width that binary hosts know.
+// The place and the width of the field are part of the binary interface.
 struct LWriteFileRefLayout {
   static_assert(offsetof(LWriteFileRef, descriptor_) == 0);
   static_assert(sizeof(LWriteFileRef) == 4);

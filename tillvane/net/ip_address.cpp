@@ -9,7 +9,7 @@
 #include <tillvane/net/LIPAddress.h>
 #include <tillvane/platform/stream_socket.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LIPAddressLayout {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"

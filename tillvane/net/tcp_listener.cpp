@@ -40,7 +40,7 @@ class BoundPortForgotten {
 
 }  // namespace
 
-// The field has the place and the width that binary hosts know.
+// The place and the width of the field are part of the binary interface.
 struct LTCPListenerLayout {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"

@@ -8,7 +8,7 @@
 #include <tillvane/platform/pipe.h>
 #include <tillvane/system/command_process.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 static_assert(offsetof(LPipeIn, stream) == 0 && offsetof(LPipeIn, filedes) == sizeof(void*));
 static_assert(offsetof(LPipeOut, stream) == 0 && offsetof(LPipeOut, filedes) == sizeof(void*));
 static_assert(offsetof(LPipeInOut, readFiledes) == 0 && offsetof(LPipeInOut, writeFiledes) == 4);

@@ -4,7 +4,7 @@
 
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LCommandLineArgumentStringExpanderLayout {
   static_assert(offsetof(LCommandLineArgumentStringExpander, cursor_) == 0);
   static_assert(offsetof(LCommandLineArgumentStringExpander, argument_) == sizeof(void*));

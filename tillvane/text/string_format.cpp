@@ -7,7 +7,7 @@
 #include <tillvane/text/LStringFormat.h>
 #include <tillvane/text/format_arguments.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 static_assert(offsetof(LFixedLengthStringWriterTemplate<char>, buffer) == 0);
 static_assert(offsetof(LFixedLengthStringWriterTemplate<char>, length) == sizeof(void*));
 static_assert(offsetof(LFixedLengthStringWriterTemplate<char>, capacity) == sizeof(void*) + 4);

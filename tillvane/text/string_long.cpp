@@ -10,7 +10,7 @@
 #include <tillvane/text/LStringLong.h>
 #include <tillvane/text/copy_short.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 struct LStringLongLayout {
   static_assert(offsetof(LStringLong, buffer_) == 0);
   static_assert(offsetof(LStringLong, length_) == sizeof(void*));

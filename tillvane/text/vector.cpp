@@ -6,7 +6,7 @@
 
 #include <tillvane/text/LVector.h>
 
-// The fields have the order and the widths that binary hosts know.
+// The order and the widths of the fields are part of the binary interface.
 static_assert(offsetof(LVector<char*>, data) == 0);
 static_assert(offsetof(LVector<char*>, count) == sizeof(void*));
 
