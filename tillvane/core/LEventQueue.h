@@ -17,10 +17,9 @@ TILLVANE_API int LEventQueueDescriptor();
 TILLVANE_API bool LEventQueueDrain();
 
 /// Posts an event of this class and kind without parameters. Any thread.
-/// \param cls any number of the host's own; the library's are 'LSnc', 'LNot' and 'Plac', four characters each, the
-/// first
-///   one in the highest byte
-/// \param kind any number; 3 ends a ProcessWaitAndProcessEvents() whatever the class
+/// \param cls any number of the host's own; the library's are 'LSnc', 'LNot' and 'Plac': four characters, the first
+///   in the highest byte
+/// \param kind any number; 3 ends a ProcessWaitAndProcessEvents() with a time, whatever the class
 /// \param priority 0 low, 1 standard, 2 high; the higher goes first, equal ones in their order.
 /// \return false when the priority is none of these, or when memory ran out
 TILLVANE_API bool LEventQueuePost(unsigned int cls, unsigned int kind, int priority);
@@ -29,7 +28,8 @@ TILLVANE_API bool LEventQueuePost(unsigned int cls, unsigned int kind, int prior
 TILLVANE_API unsigned int LEventQueueCount();
 
 /// Brackets a main loop that the host runs itself: a stop request from a signal handler then calls `stop(data)` on the
-/// main loop (and not in the handler), where the host ends its loop. Brackets nest. Main thread only.
+/// main loop (and not in the handler), where the host ends its loop. A wait of the library's inside the bracket takes
+/// such a request itself, whether it ends then or not: see LProcessEventsHandler. Brackets nest. Main thread only.
 TILLVANE_API void LRunLoopEnter(void (*stop)(void*), void* data);
 
 /// Ends the innermost bracket of LRunLoopEnter(). Main thread only.

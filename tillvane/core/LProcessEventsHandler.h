@@ -14,15 +14,19 @@
 /// Waits may nest. Times are milliseconds. Nothing is thrown.
 ///
 /// A run loop that is told to quit, as the library's handler of SIGINT and SIGTERM does, ends only the wait for a
-/// signal object with a time; the innermost wait takes the request. A host that is to end from within every wait
-/// handles these signals itself, and answers the stop question.
+/// signal object with a time. The innermost wait takes the request: a pause, and a wait without a limit, take it and go
+/// on. A host that is to end from within every wait handles these signals itself, and answers the stop question.
+///
+/// A signal object without descriptors is never signalled: a wait for it lasts until its time has passed or it is
+/// stopped.
 class TILLVANE_API LProcessEventsHandler {
  public:
   /// Asked between events; true ends the wait. Must not block.
   virtual bool IsProcessEventHandlerToStop() const = 0;
 
   /// Pauses for `ms`; 0xFFFFFFFF waits until stopped. Times above 0x7FFFFFFF end at once.
-  /// \return 1 when stopped, or when an event of kind 3 (of any class) was dispatched; 0 when the time passed.
+  /// \return 1 when stopped, or, of a pause with a time, when an event of kind 3 (of any class) was dispatched; 0 when
+  ///   the time passed
   int ProcessWaitAndProcessEvents(unsigned int ms);
 
   /// Pauses until stopped. \return 1

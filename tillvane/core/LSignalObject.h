@@ -11,8 +11,8 @@
 ///
 /// Timeouts are milliseconds; 0xFFFFFFFF means no limit. No wait changes the state: what was signalled stays signalled
 /// until Reset(). Any thread may signal and any number of threads may wait on one object; one owner resets.
-/// A negative or a closed descriptor makes every wait fail at once; a hang-up counts as readable. Descriptors beyond
-/// 1023 work in all waits but `Select`, whose set has 1024 bits.
+/// A negative or a closed descriptor makes every wait here fail at once; a hang-up counts as readable. Descriptors
+/// beyond 1023 work in all waits but `Select`, whose set has 1024 bits.
 struct TILLVANE_API LSignalObjectRef {
   /// Read end, write end; -1 where there is none.
   int filedes[2]{-1, -1};
@@ -51,7 +51,8 @@ struct TILLVANE_API LSignalObjectRef {
 /// lives as long as any wait uses a copy of them.
 class TILLVANE_API LSignalObject : public LSignalObjectRef {
  public:
-  /// Opens the pipe. When the process is out of descriptors both ends stay -1, and every wait fails.
+  /// Opens the pipe. When the process is out of descriptors both ends stay -1: every wait of its own fails at once; one
+  /// that pumps events waits until its time has passed or it is stopped.
   LSignalObject();
   /// Closes both ends: nobody waits for it, or signals it, any more.
   ~LSignalObject();

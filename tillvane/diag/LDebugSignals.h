@@ -7,25 +7,27 @@
 /// \file
 /// What the library does about signals.
 ///
-/// When it is loaded, it ignores SIGPIPE (so do, from then on, the programs that the process starts), and installs
-/// LDebugSignalHandler for SIGQUIT, SIGILL, SIGFPE, SIGSEGV and SIGBUS and LIntTermSignalHandler for SIGINT and
-/// SIGTERM. A host that wants others installs them afterwards. When the library is unloaded, those that are still its
-/// own give way to what was there before.
+/// When it is loaded, it ignores SIGPIPE, and installs LDebugSignalHandler for SIGQUIT, SIGILL, SIGFPE, SIGSEGV and
+/// SIGBUS and LIntTermSignalHandler for SIGINT and SIGTERM. Programs that the host starts itself, by
+/// RunCommandLineProcess() or by ProcessRunThreadCallback(), ignore SIGPIPE too; the commands of pipes (LPipe.h,
+/// LRunCommand.h) have it back. A host that wants other handlers installs them afterwards. When the library is
+/// unloaded, those that are still its own give way to what was there before.
 
 /// 1 from the first fatal signal on.
 extern TILLVANE_API unsigned char bLLibExceptionAlreadyTrapped;
 
 /// Ends the process with `_exit(666)`, which its parent sees as 154: nothing is destroyed and nothing written back.
 ///
-/// That is for SIGABRT, SIGBUS, SIGFPE, SIGKILL and SIGSEGV. After any other signal it returns, and after the first one
-/// that it was called for, it always returns at once: a thread whose fault was the second then repeats it for ever.
+/// That is for SIGABRT, SIGBUS, SIGFPE, SIGKILL and SIGSEGV. After any other signal it returns, so that a thread which
+/// executes an illegal instruction repeats it for ever, and after the first one that it was called for, it always
+/// returns at once: a thread whose fault was the second then repeats that for ever.
 /// A signal handler itself: it allocates nothing, takes no lock and keeps errno.
 TILLVANE_API void LDebugSignalHandler(int signal, siginfo_t* info, void* context);
 
-/// For SIGINT and SIGTERM: asks the main thread's run loop to stop, or calls `exit(0)` when there is none, with all
-/// that an exit runs; a host that handles them while it calls `exit` itself installs its own. For others it does
-/// nothing. A signal handler itself, on any thread; with a run loop it keeps errno, allocates nothing and takes no
-/// lock.
+/// For SIGINT and SIGTERM: asks the main thread's run loop to stop (LProcessEventsHandler says which waits do), or
+/// calls `exit(0)` when there is none, with all that an exit runs; a host that handles them while it calls `exit`
+/// itself installs its own. For others it does nothing. A signal handler itself, on any thread; with a run loop it
+/// keeps errno, allocates nothing and takes no lock.
 TILLVANE_API void LIntTermSignalHandler(int signal, siginfo_t* info, void* context);
 
 /// From now on the first signal that LDebugSignalHandler is called for is also reported, as lines of text:

@@ -8,9 +8,9 @@
 /// Files by their paths: all of it is static. A path is terminated bytes as the system takes them.
 ///
 /// The operations on paths only look at the bytes; but for the current directory, none of them asks the system or
-/// allocates. An output is a buffer of 260 bytes: 259 characters and the terminator, which is always written. What is
-/// longer is cut without a word. Where a path is taken apart, '/' and '\\' are separators; where one is put together,
-/// '/' is written. No pointer may be null. Any thread, several at once.
+/// allocates. An output is a buffer of 260 bytes, unless a function asks for more: 259 characters and the terminator,
+/// which is always written. What is longer is cut without a word. Where a path is taken apart, '/' and '\\' are
+/// separators; where one is put together, '/' is written. No pointer may be null. Any thread, several at once.
 ///
 /// Operations on folders with all that is in them work through paths of 259 characters: an entry whose path is longer,
 /// joined with the path that was given, is left alone, and so is what is in a folder whose name ends with '\\'. They do
@@ -371,7 +371,7 @@ class TILLVANE_API LFile {
   static char* GetCurrentDirectory(char* out);
 
   /// Changes the process's current directory: that of all its threads.
-  /// \return 0, or -1 with errno: the one operation here whose success is 0
+  /// \return 0, or -1 with errno: unlike that of most operations here, its success is 0
   static int SetCurrentDirectory(const char* path);
 
   /// Marks a file as UTF-8 text, for programs that look for it: the extended attribute "com.apple.TextEncoding" (on

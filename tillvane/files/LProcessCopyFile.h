@@ -9,10 +9,11 @@
 /// A file to copy with progress. The paths stay the caller's.
 struct LProcessCopyFile {
   const char* source;       ///< The file to copy: terminated, not null.
-  const char* destination;  ///< Where its copy is to be: terminated, not null.
+  const char* destination;  ///< Where its copy is to be: terminated, not null; './copy.bin' and not 'copy.bin'.
 };
 
-/// Copies a file's bytes and the time of its last change, 32768 bytes at a time, and can be stopped before each piece.
+/// Copies a file's bytes, 32768 at a time, and can be stopped before each piece; then the time of its last change, in
+/// whole seconds.
 ///
 /// Reports are the status "Copy File" of value 0, the destination's name of value 1, and the progress: 0 at the
 /// beginning, and after each piece how far the copy was before that piece. The last report is thus a piece short of 1.
@@ -22,5 +23,5 @@ struct LProcessCopyFile {
 /// interface serves.
 /// \return 0 copied, 1 stopped, 2 failed, with errno. After 1, and after 2 if it was opened, the destination is
 ///   deleted, whatever was there before, and is empty under another name that it may have. A file onto itself fails
-///   with nothing touched
+///   with nothing touched; so does a destination whose path names no folder, or one that is not there
 TILLVANE_API int Process(LProcessInterface& process, const LProcessCopyFile& request);

@@ -39,7 +39,9 @@ TILLVANE_API int TillvaneGetPrice(TillvaneManager* manager, LProcessInterface& p
 /// \param restore an earlier purchase, and buy nothing
 /// \return 0 bought or restored (at once where this bridge has bought already and a purchase is asked for);
 ///         1 cancelled by the user, or the restore failed;
-///         2 no product was loaded, or the purchase failed otherwise: then SetError says so
+///         2 no product was loaded, of which SetError() is told nothing; or the purchase failed otherwise, of which
+///         it is told.
+///         Without an answer in time, or when stopped: the answer of the time before, 2 at first
 TILLVANE_API int TillvanePurchaseApplication(TillvaneManager* manager, LProcessInterface& process, bool restore);
 
 /// May this user make payments at all? No argument is used.

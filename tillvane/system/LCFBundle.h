@@ -9,7 +9,7 @@
 /// The bundle of the application that runs. It owns nothing. Any thread.
 class TILLVANE_API LCFBundle {
  public:
-  /// The bundle of the running application, whatever it is; that one is none of its own.
+  /// The running application's bundle, also where it is a bare executable; this object holds no reference of its own.
   LCFBundle();
 
   /// The bundle's version, out of the text "CFBundleVersion" of its Info.plist, of which 259 bytes count. In a text

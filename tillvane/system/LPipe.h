@@ -14,8 +14,9 @@
 /// A command that is but a program and its arguments is started without a shell in between, where the outcome is the
 /// same: then the program is the process's own child, and no shell has counted SHLVL or reordered its environment.
 ///
-/// A pipe is used by one thread at a time, pipes by as many as there are. Descriptors are closed on exec, so that no
-/// command that another thread starts keeps a pipe open. A closed pipe's fields are null and -1.
+/// A pipe is used by one thread at a time, but one may write to an LPipeInOut, and CloseWrite() it, while another
+/// reads; neither opens or closes it meanwhile. Pipes are used by as many threads as there are. Descriptors are closed
+/// on exec, so that no command that another thread starts keeps a pipe open. A closed pipe's fields are null and -1.
 ///
 /// A pipe that is opened again is closed first, and the end of a pipe object closes it. Closing waits for the command
 /// to end: one that reads sees the end of its input, one that writes on is ended by SIGPIPE.

@@ -23,7 +23,8 @@ TILLVANE_API int LRunCommandAndGetOutputAsString(LStringLongTemplate<char>& outp
 TILLVANE_API void LUnixExecutableGetAbsolutePath(char* dest, const char* name);
 
 /// Runs a tool with the administrator's rights, for which the system asks the user: the right is named
-/// "system.privilege.admin". A process that has them already is not asked.
+/// "system.privilege.admin", but for a helper that a host ships beside the library on Linux, where polkit asks under
+/// pkexec's own action. A process that has the rights already is not asked.
 ///
 /// The files that it makes are nobody else's to write (mask 022), but where the package's helper is missing and this
 /// process is root: then the mask is this process's.
@@ -49,6 +50,6 @@ TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char
 /// The same for a line, split by LCommandLineArgumentStringExpander up to the first argument that is empty.
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* commandLine, bool echoOutput);
 
-/// The same for a line, by nobody who can be told anything.
+/// The same for a line, without a process interface.
 /// \return whether it was started
 TILLVANE_API bool LRunCommandWithPrivilege(const char* commandLine, bool echoOutput);

@@ -55,7 +55,7 @@ struct TILLVANE_API LPlatformStringArray {
   void Append(std::string_view text);
   /// Is there an equal text? The time does not grow with the number of texts.
   bool Contains(std::string_view text) const;
-  /// Takes all equal texts away, in a time that does not grow with the number of the others.
+  /// Takes all equal texts away, in a time that hardly grows with the number of the others.
   void Remove(std::string_view text);
 
   /// How many texts there are.
