@@ -13,7 +13,7 @@ What a page says is taken from its Markdown, and from nowhere else:
 
 The first page, start-here.md, installs the library and has the CMakeLists.txt; the other pages begin with that file
 beside them and with what its commands have exported. The README's reader is in the clone, which is a folder of links
-here, and has the library where the system finds it. The user's home is made up; in what is written it is /home/you.
+here. The user's home is made up; in what is written it is /home/you.
 A page without a program and a command whose output it shows is an error.
 """
 
@@ -133,7 +133,6 @@ def run_page(page, tree, shared, environment, scratch):
     begun = time.monotonic()
     if page.name == README:
         link_clone(tree, folder)
-        environment["LD_LIBRARY_PATH"] = environment["CMAKE_PREFIX_PATH"] + "/lib"
         shared = {}
     for name, body in {**shared, **page.files}.items():
         path = folder / name

@@ -45,6 +45,10 @@ int main() {}
 ```
 
 ```sh
+export LD_LIBRARY_PATH="$CMAKE_PREFIX_PATH/lib"
+```
+
+```sh
 ls -1; echo "$LD_LIBRARY_PATH"
 ```
 
@@ -131,7 +135,7 @@ class Running(unittest.TestCase):
     def test_other_output_of_the_readme(self):
         (self.tree / "README.md").write_text(README.replace("prefix/lib", "nothing"), encoding="utf-8")
         wrong, _ = self.run_pages(start_here=FIRST)
-        self.assertTrue(wrong[0].startswith("README.md:12: writes"), wrong)
+        self.assertTrue(wrong[0].startswith("README.md:16: writes"), wrong)
 
     def test_command_in_the_source_tree(self):
         (self.tree / "LICENCE").touch()
