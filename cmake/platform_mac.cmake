@@ -15,6 +15,7 @@ set(TILLVANE_PLATFORM_LIBRARIES
 )
 
 set(TILLVANE_PLATFORM_PUBLIC_HEADERS
+  tillvane/platform/mac/native_types_foundation_mac.h
   tillvane/platform/mac/native_types_mac.h
 )
 

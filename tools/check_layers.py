@@ -13,7 +13,7 @@ import sys
 from collections import Counter
 from pathlib import Path
 
-from cpp_text import blank_comments_and_strings, declared_functions, defined_functions
+from cpp_text import blank_comments_and_strings, declared_functions, defined_functions, shared_definitions
 
 # A folder may include itself and the folders before it.
 FOLDERS = ["text", "core", "system", "files", "net", "diag", "store"]
@@ -254,6 +254,23 @@ def check_definitions(tree):
     return sum(declared.values()), sum(sum(counter.values()) for counter in defined.values())
 
 
+def check_one_meaning(tree):
+    """A name means the same in every file of one system's library: the linker takes two types, or two inline functions,
+    of one name for the same one, and says nothing. The number of definitions is returned."""
+    places = {}
+    for source in tree.library():
+        for position, name in shared_definitions(source.code):
+            places.setdefault(name, []).append((source, position))
+    for name, found in sorted(places.items()):
+        for i, (source, position) in enumerate(found):
+            for other, _ in found[:i]:
+                if other.path != source.path and {folder_of(source.path), folder_of(other.path)} != {"linux", "mac"}:
+                    tree.find(source.path, source.line_of(position), f"defines {name}, as {other.path} does; give one "
+                              "of the two another name, or put it into an anonymous namespace")
+                    break
+    return sum(map(len, places.values()))
+
+
 def check_circles(tree):
     """No circle of includes between files."""
     state = {}
@@ -433,6 +450,7 @@ def check(root):
     check_platform_names(tree)
     check_seam_types(tree)
     declarations, definitions = check_definitions(tree)
+    shared = check_one_meaning(tree)
     check_circles(tree)
     check_order(tree)
     entries = check_lists(tree)
@@ -444,6 +462,7 @@ def check(root):
         "includes between them": sum(len(list(tree.edges(source))) for source in tree.sources.values()),
         "seam functions": declarations,
         "their definitions": definitions,
+        "types and inline functions": shared,
         "entries of the build's lists": entries,
     }
     return tree.findings, counts

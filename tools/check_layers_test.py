@@ -200,6 +200,16 @@ BROKEN = [
      {**mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()")),
       check_layers.MISSING_FOR_MAC: "platform::Start\n"},
      r"(?s)(?=.*names Start, which is defined for mac; take the line out)(?=.*Current with 0 parameters is defined 0)"),
+    ("a type that another file defines too",
+     {CLOCK_LINUX: GOOD[CLOCK_LINUX] + "namespace platform {\nenum class Plain : char { kNone };\n}\n"},
+     r"clock_linux\.cpp:17: defines platform::Plain, as tillvane/platform/clock\.h does; give one of the two another name"),
+    ("a type that a shared file and one system's both define",
+     {CLOCK_LINUX: GOOD[CLOCK_LINUX] + "struct alignas(8) Pipe final : Base<int> {};\n",
+      "tillvane/platform/posix/pipe_posix.cpp": GOOD["tillvane/platform/posix/pipe_posix.cpp"] + "class Pipe {};\n"},
+     r"pipe_posix\.cpp:3: defines Pipe, as tillvane/platform/linux/clock_linux\.cpp does"),
+    ("an inline function that another file defines too",
+     {"tillvane/core/codes.h": "namespace platform {\n\ninline long Twice(int) { return 0; }\n}\n"},
+     r"clock\.h:12: defines platform::Twice\(int\), as tillvane/core/codes\.h does"),
     ("a circle of includes",
      {"tillvane/core/codes.h": "#include <tillvane/core/more.h>\n",
       "tillvane/core/more.h": "#include <tillvane/core/codes.h>\n"},
@@ -322,6 +332,15 @@ class RulesTest(unittest.TestCase):
         without_current = mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()"))
         self.assertEqual(findings({**without_current, check_layers.MISSING_FOR_MAC: "platform::Scope::Current\n"}), [])
 
+    def test_one_name_may_mean_two_things_where_nothing_meets(self):
+        mac = mac_backend(GOOD_MAC_CODE + "namespace platform { struct Own { double number; }; }\n")
+        own = "namespace platform { struct Own { int number; }; struct Ticker; }\n"
+        hidden = "namespace platform { namespace { struct Plain { char letter; }; inline int Twice(int) { return 0; } } }\n"
+        overload = "namespace platform { inline long Twice(long number) { return number; } }\n"
+        other = "namespace core { struct Plain { char letter; }; inline int Twice(int number) { return number; } }\n"
+        self.assertEqual(findings({**mac, CLOCK_LINUX: GOOD[CLOCK_LINUX] + own + hidden,
+                                   "tillvane/core/codes.h": overload + other}), [])
+
     def test_every_rule_is_held(self):
         for what, changes, expected in BROKEN:
             with self.subTest(what):
@@ -374,6 +393,9 @@ class CppTextTest(unittest.TestCase):
     def defined(self, code):
         return [key for _, key in cpp_text.defined_functions(cpp_text.blank_comments_and_strings(code))]
 
+    def shared(self, code):
+        return [name for _, name in cpp_text.shared_definitions(cpp_text.blank_comments_and_strings(code))]
+
     def test_blanking_keeps_places(self):
         for code, blanked in [
                 ("a; // b\nc", "a;     \nc"),
@@ -387,6 +409,24 @@ class CppTextTest(unittest.TestCase):
         ]:
             with self.subTest(code):
                 self.assertEqual(cpp_text.blank_comments_and_strings(code), blanked)
+
+    def test_shared_definitions(self):
+        for code, expected in [
+                ("struct A; class B; enum C : int; struct D d = {}; extern struct E e;", []),
+                ("namespace a::b { namespace c { struct A : B<int>, std::c {}; } }", ["a::b::c::A"]),
+                ("namespace { struct A {}; namespace a { inline void F() {} } } inline namespace v { union U {}; }", ["v::U"]),
+                ("template <class T, std::size_t n>\nclass A final {};", ["A"]),
+                ("class A_API [[nodiscard]] B : public C { struct Inner {}; };", ["B"]),
+                ("struct A::Inner final {}; enum class E : std::uint8_t { kOne };", ["A::Inner", "E"]),
+                ("template <> struct A<int> {}; void F() { struct Local {}; } static int G() { return 0; }", []),
+                ('extern "C" { struct A {}; inline int F(void* data, const int n = 2) { return n; } }',
+                 ["A", "F(void*,constint)"]),
+                ("[[nodiscard]] constexpr bool F(unsigned int a, std::map<A, B>& b) { return true; } constexpr int k[] = {1};",
+                 ["F(unsignedint,std::map<A,B>&)"]),
+                ("template <class T>\nT F(std::vector<T> list, T t) { return t; }", ["F(std::vector<T>,T)"]),
+        ]:
+            with self.subTest(code):
+                self.assertEqual(self.shared(code), expected)
 
     def test_declarations(self):
         for code, expected in [

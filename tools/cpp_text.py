@@ -1,4 +1,5 @@
-"""Just enough of C++ to see what a header of the seam declares and what a backend defines.
+"""Just enough of C++ to see what a header of the seam declares, what a backend defines, and which types and inline
+functions a file defines.
 
 It knows comments, strings, the preprocessor's lines, namespaces, classes and function bodies. A function is known by
 its name (with its class) and the number of its parameters, so that names of parameters and spellings of types are free.
@@ -96,8 +97,8 @@ def _count_parameters(parameters):
     return 0 if parameters.strip() in ("", "void") else count
 
 
-def _function(head):
-    """(name, number of parameters) of the function that a statement declares or defines, else nothing."""
+def _signature(head):
+    """(name, its parameters as they stand) of the function that a statement declares or defines, else nothing."""
     if re.match(r"\s*(?:using|typedef|friend|template|enum)\b", head):
         return None
     for match in _FUNCTION.finditer(head):
@@ -111,8 +112,14 @@ def _function(head):
         for position in range(match.end() - 1, len(head)):
             depth += {"(": 1, ")": -1}.get(head[position], 0)
             if depth == 0:
-                return name, _count_parameters(head[match.end():position])
+                return name, head[match.end():position]
     return None
+
+
+def _function(head):
+    """(name, number of parameters) of the function that a statement declares or defines, else nothing."""
+    signature = _signature(head)
+    return (signature[0], _count_parameters(signature[1])) if signature else None
 
 
 def _without_access(head):
@@ -183,4 +190,52 @@ def defined_functions(code):
                     continue
                 name = name[len("platform::"):]
             found.append((position, (name, function[1])))
+    return found
+
+
+_TYPE = re.compile(
+    r"^\s*(?:template\s*<.*>\s*)?(?:class|struct|union|enum(?:\s+(?:class|struct))?)\s+"
+    r"(?:[A-Z][A-Z_0-9]+\s+|\[\[.*?\]\]\s*|alignas\s*\([^)]*\)\s*)*"
+    r"(?P<name>\w+(?:\s*::\s*\w+)*)\s*(?:final\s*)?(?::[^:].*)?$", re.S)
+_TEMPLATE = re.compile(r"^\s*template\s*<[^;{]*?>\s+(?=[\w:])")
+_PARAMETER_NAME = re.compile(r"(?<=[\s*&>])(?!(?:int|long|short|char|double|unsigned|signed|const)\b)\w+$")
+
+
+def _open_scopes(code, prefix="", start=0, end=None):
+    """The scopes whose names mean the same in every file, without the anonymous: (prefix of their names, statements)"""
+    statements = list(_statements(code, start, len(code) if end is None else end))
+    yield prefix, statements
+    for _, head, body in statements:
+        namespace = _NAMESPACE.match(head)
+        if body and namespace and namespace.group(1):
+            yield from _open_scopes(code, f"{prefix}{namespace.group(1)}::", *body)
+        elif body and re.match(r"^\s*extern\s*$", head):
+            yield from _open_scopes(code, prefix, *body)
+
+
+def _types_of(parameters):
+    """The parameters without their names and defaults, as far as that makes two spellings of one function alike."""
+    types = []
+    for parameter in re.split(r",(?![^<(]*[>)])", parameters):
+        text = " ".join(parameter.split("=")[0].split())
+        types.append(re.sub(r"\s", "", _PARAMETER_NAME.sub("", text)))
+    return ",".join(types)
+
+
+def shared_definitions(code):
+    """What a file defines that the linker takes for one thing wherever else it is defined: types and inline functions
+    that lie in no anonymous namespace. [(position, qualified name)]"""
+    code = _blank_preprocessor(code)
+    found = []
+    for prefix, statements in _open_scopes(code):
+        for position, head, body in statements:
+            if not body:
+                continue
+            type_head = _TYPE.match(head)
+            if type_head:
+                found.append((position, prefix + re.sub(r"\s", "", type_head.group("name"))))
+            elif re.match(r"\s*(?:\[\[.*?\]\]\s*)*(?:inline|constexpr|template)\b", head):
+                signature = _signature(_TEMPLATE.sub("", head))
+                if signature:
+                    found.append((position, f"{prefix}{signature[0]}({_types_of(signature[1])})"))
     return found

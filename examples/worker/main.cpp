@@ -6,6 +6,7 @@
 #include <glib-unix.h>
 #include <tillvane/tillvane.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -20,29 +21,32 @@ namespace {
 
 constexpr int kFailed = 1;
 constexpr int kWrongUse = 2;
-/// What a shell makes of a program that Ctrl-C has ended.
-constexpr int kStoppedByCtrlC = 130;
+/// What a shell makes of a program that Ctrl-C has ended; SIGTERM is no other request.
+constexpr int kStopped = 130;
 /// The system's ordinary priority less five: the workers make room for whoever waits for an answer.
 constexpr int kWorkersPriority = 26;
 
-/// Waits on the main thread until Ctrl-C. The flag is set by a source of the main loop and not in a signal handler.
+/// Waits on the main thread until Ctrl-C or SIGTERM. The flag is set by a source of the main loop and not in a signal
+/// handler.
 class Host : public LProcessEventsHandler {
  public:
-  Host() : ctrl_c_(g_unix_signal_add(SIGINT, CtrlC, this)) {}
-  ~Host() { g_source_remove(ctrl_c_); }
+  Host() : stop_sources_{g_unix_signal_add(SIGINT, Stop, this), g_unix_signal_add(SIGTERM, Stop, this)} {}
+  ~Host() {
+    for (const guint source : stop_sources_) g_source_remove(source);
+  }
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
   bool IsProcessEventHandlerToStop() const override { return stop_; }
 
  private:
-  static gboolean CtrlC(gpointer self) {
+  static gboolean Stop(gpointer self) {
     static_cast<Host*>(self)->stop_ = true;
     return G_SOURCE_CONTINUE;
   }
 
+  const std::array<guint, 2> stop_sources_;
   bool stop_ = false;
-  guint ctrl_c_;
 };
 
 using Workers = std::vector<std::unique_ptr<worker::PrimeWorker>>;
@@ -92,7 +96,7 @@ int Run(const worker::Options& options) {
   if (!started) return kFailed;
   if (!counted) {
     std::printf("stopped after %u of %u blocks\n", tally.blocks, blocks.Count());
-    return kStoppedByCtrlC;
+    return kStopped;
   }
   std::printf("%u primes below %u, in %u blocks\n", tally.primes, options.below, tally.blocks);
   return 0;

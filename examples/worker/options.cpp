@@ -19,7 +19,8 @@ Counts the primes below a number with worker threads, while the main thread show
   --threads N   so many threads, 1 to 1000 (2)
   --help        this text
 
-Ctrl-C stops the threads. Exit status: 0 counted, 1 a thread could not be started, 2 wrong use, 130 after Ctrl-C.
+Ctrl-C and SIGTERM stop the threads.
+Exit status: 0 counted, 1 a thread could not be started, 2 wrong use, 130 after Ctrl-C or SIGTERM.
 )";
 
 std::nullopt_t Mistake(const std::string& text) {

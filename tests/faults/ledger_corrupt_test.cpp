@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -18,6 +17,7 @@
 #include <tests/process/call_tracer.h>
 #include <tests/process/ledger_child.h>
 #include <tests/support/open_descriptors.h>
+#include <tests/support/seeded.h>
 #include <tests/support/sqlite_file.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/store_ledger_linux.h>
@@ -50,9 +50,9 @@ void WriteFile(const std::string& path, const std::string& bytes) {
 }
 
 std::string RandomBytes(std::size_t size) {
-  std::mt19937 random(size);
+  support::Seeded seeded(size);
   std::string bytes(size, '\0');
-  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+  std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(seeded.Bits()); });
   return bytes;
 }
 

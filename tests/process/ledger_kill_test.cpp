@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -15,6 +14,7 @@
 
 #include <tests/process/call_tracer.h>
 #include <tests/process/ledger_child.h>
+#include <tests/support/seeded.h>
 #include <tests/support/sqlite_file.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/store_ledger_linux.h>
@@ -89,7 +89,7 @@ int ExpectNothingLost(const support::TempFolder& folder, const Told& told) {
 }
 
 TEST_F(LedgerKillTest, KilledAtAnyMomentNothingIsLost) {
-  std::mt19937 random(20240229);
+  support::Seeded seeded(20240229);
   auto folder = std::make_unique<support::TempFolder>();
   int paid = 0;
   for (int round = 0; round < 200 && !HasFailure(); ++round) {
@@ -98,7 +98,7 @@ TEST_F(LedgerKillTest, KilledAtAnyMomentNothingIsLost) {
     LedgerChild child;
     child.Tell("open " + folder->Path() + "\nshop 1000000");
     EXPECT_EQ(child.Answer(), "true");
-    const auto delay = static_cast<useconds_t>(random() % 6000);
+    const auto delay = seeded.Below(6000);
     usleep(delay);
     child.Kill();
     const testing::ScopedTrace trace(__FILE__, __LINE__,

@@ -42,13 +42,15 @@ TEST(WorkerExample, CountsTheSmallestRange) {
   EXPECT_THAT(RunWorker({"--below", "4", "--threads", "3"}).output, HasSubstr("2 primes below 4, in 1 blocks\n"));
 }
 
-TEST(WorkerExample, CtrlCStopsTheThreads) {
-  ChildProcess child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "8"}, {"LC_ALL=C"});
-  ASSERT_TRUE(child.WaitForOutput("counting", kEndMs));
-  child.Signal(SIGINT);
-  ASSERT_TRUE(child.WaitForEnd(kEndMs));
-  EXPECT_EQ(child.ExitCode(), 130);
-  EXPECT_THAT(child.Output(), HasSubstr("of 10000 blocks\n"));
+TEST(WorkerExample, CtrlCAndSigTermStopTheThreads) {
+  for (const int request : {SIGINT, SIGTERM}) {
+    ChildProcess child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "8"}, {"LC_ALL=C"});
+    ASSERT_TRUE(child.WaitForOutput("counting", kEndMs)) << request;
+    child.Signal(request);
+    ASSERT_TRUE(child.WaitForEnd(kEndMs)) << request;
+    EXPECT_EQ(child.ExitCode(), 130) << request;
+    EXPECT_THAT(child.Output(), HasSubstr("of 10000 blocks\n")) << request;
+  }
 }
 
 /// "worker 1 counts from 20000" on a screen: who counts each block. Nothing when two count the same one.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <random>
+#include <type_traits>
 
 #include <tests/support/threads.h>
 
@@ -24,7 +26,10 @@ class Seeded {
   explicit Seeded(std::uint64_t seed) : engine_(seed) {}
   std::uint64_t Bits() { return engine_(); }
   /// 0 to `limit` - 1.
-  unsigned int Below(unsigned int limit) { return static_cast<unsigned int>(engine_() % limit); }
+  template <std::integral Limit>
+  std::make_unsigned_t<Limit> Below(Limit limit) {
+    return static_cast<std::make_unsigned_t<Limit>>(engine_() % static_cast<std::uint64_t>(limit));
+  }
 
  private:
   std::mt19937_64 engine_;

@@ -6,6 +6,9 @@
 #include <tillvane/core/LThread.h>
 #include <tillvane/export.h>
 
+/// \file
+/// Threads that delete themselves when they have ended, and their owner, who can stop all of them.
+
 class LDetachedThreadsOwner;
 
 /// A thread that deletes itself when its function has returned, unless its owner stops it before. Make it with `new`,
@@ -18,6 +21,8 @@ class TILLVANE_API LDetachedThread : public LThread {
   using LThread::LThread;
 
   /// Starts the thread. It is not put into the owner's list: Add() does that, before.
+  /// \param owner whose list the thread is in
+  /// \param priority as LThread::SetPriority() takes it
   /// \return 0; EAGAIN when the thread could not be made, or EBUSY when it runs already; or the error number with which
   /// it could not be given the priority, as EACCES and EPERM: it was started all the same then
   int StartDetached(LDetachedThreadsOwner& owner, int priority);
@@ -38,6 +43,7 @@ class TILLVANE_API LDetachedThread : public LThread {
 /// threads may stop them all, or delete itself or one that waits for it. It outlives its threads.
 class TILLVANE_API LDetachedThreadsOwner {
  public:
+  /// Owns no thread yet.
   LDetachedThreadsOwner();
   /// Stops them all.
   ~LDetachedThreadsOwner();

@@ -17,6 +17,10 @@ TILLVANE_API int LEventQueueDescriptor();
 TILLVANE_API bool LEventQueueDrain();
 
 /// Posts an event of this class and kind without parameters. Any thread.
+/// \param cls any number of the host's own; the library's are 'LSnc', 'LNot' and 'Plac', four characters each, the
+/// first
+///   one in the highest byte
+/// \param kind any number; 3 ends a ProcessWaitAndProcessEvents() whatever the class
 /// \param priority 0 low, 1 standard, 2 high; the higher goes first, equal ones in their order.
 /// \return false when the priority is none of these, or when memory ran out
 TILLVANE_API bool LEventQueuePost(unsigned int cls, unsigned int kind, int priority);
@@ -28,5 +32,5 @@ TILLVANE_API unsigned int LEventQueueCount();
 /// main loop (and not in the handler), where the host ends its loop. Brackets nest. Main thread only.
 TILLVANE_API void LRunLoopEnter(void (*stop)(void*), void* data);
 
-/// Ends the innermost bracket.
+/// Ends the innermost bracket of LRunLoopEnter(). Main thread only.
 TILLVANE_API void LRunLoopLeave();

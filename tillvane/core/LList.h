@@ -1,12 +1,15 @@
 #pragma once
 
+/// \file
+/// A list through a field of its elements.
+
 template <class T>
 class LListIterator;
 
 /// A singly linked list through a field `T* next` of its elements, which it does not own. Not synchronised.
 template <class T>
 struct LList {
-  T* head = nullptr;
+  T* head = nullptr;  ///< The first element; null when there is none.
 
   /// Puts an element that is in no list before all others.
   void Prepend(T* element) {
@@ -46,10 +49,12 @@ struct LList {
 template <class T>
 class LListIterator {
  public:
+  /// Begins at the first element of a list, which outlives this.
   explicit LListIterator(LList<T>& list) : element_(list.head) {}
 
-  /// Null at the end.
+  /// The element here; null at the end.
   T* Get() const { return element_; }
+  /// Goes to the next element, or to the end; stays at the end.
   void Next() {
     if (element_ != nullptr) element_ = element_->next;
   }

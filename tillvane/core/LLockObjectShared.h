@@ -7,6 +7,9 @@
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/export.h>
 
+/// \file
+/// A readers-writer lock inside one process.
+
 /// A readers-writer lock inside one process that turns from shared to exclusive and back. It takes no system call as
 /// long as nobody has to wait.
 ///
@@ -33,6 +36,8 @@ class LLockObjectShared {
 
   /// Waits until nobody holds the lock in any way. The same thread must unlock it.
   TILLVANE_API void LockExclusive();
+
+  /// Lets the others in: readers, or one writer. Never waits.
   TILLVANE_API void UnlockExclusive();
 
   /// From shared to exclusive: new readers stay out from here on, and it waits until all others have left. A writer may

@@ -4,6 +4,9 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
+/// \file
+/// Waits during which the main thread's events go on being dispatched.
+
 /// Waits that keep the user interface alive: they receive and dispatch the main thread's events while they wait.
 ///
 /// Main thread only. Other threads take part by signalling the object that is waited for. The host's own event sources
@@ -37,6 +40,11 @@ class TILLVANE_API LProcessEventsHandler {
 
   /// Called by the event loop when a watched descriptor is readable: posts the wake-up event, class 'LSnc', kind
   /// 'LSnk', whose parameter 'LSso' of type 'long' is the descriptor, 4 bytes.
+  /// \param socket the watch whose descriptor is readable
+  /// \param type not used
+  /// \param address not used
+  /// \param data not used
+  /// \param info not used
   static void SocketCallBack(CFSocketRef socket, CFSocketCallBackType type, CFDataRef address, const void* data,
                              void* info);
 };

@@ -3,6 +3,9 @@
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/export.h>
 
+/// \file
+/// How every long or blocking operation asks whether to stop, waits, and reports.
+
 /// Through this every long or blocking operation learns whether to give up, waits without missing a stop request, and
 /// reports errors, status text and progress. The caller implements it, owns it and passes it by reference.
 ///
@@ -26,12 +29,19 @@ class TILLVANE_API LProcessInterface {
   /// \return 0, 1 or 2 as ProcessWaitSignal.
   virtual int ProcessWaitSignalObjectGroup(LSignalObjectGroup& group, unsigned int ms) = 0;
 
-  /// Reports. The text is UTF-8 and valid during the call only; an implementation that keeps it copies it.
+  /// Reports what went wrong. Of itself this does nothing, as all reports. A text is UTF-8 and valid during the call
+  /// only; an implementation that keeps it copies it.
   virtual void SetError(const char* text);
+  /// Reports what is being done.
+  /// \param text as for SetError()
+  /// \param value which of its texts it is, by the operation's own numbers: those of the toolkit use 0 for what they do
+  ///   and 1 for what they do it to
   virtual void SetStatus(const char* text, int value);
-  /// `fraction` runs from 0 to 1.
+  /// Reports how far it is: `fraction` runs from 0 to 1.
   virtual void SetProgress(double fraction);
+  /// Reports that nobody knows how far it is, until SetProgressIndeterminateOff().
   virtual void SetProgressIndeterminateOn();
+  /// Reports that the progress is known again.
   virtual void SetProgressIndeterminateOff();
 
   /// SetError with a text formatted as by the C library's printf, cut to 8191 bytes.

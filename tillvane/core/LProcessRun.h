@@ -4,6 +4,9 @@
 #include <tillvane/export.h>
 #include <tillvane/text/LStringLong.h>
 
+/// \file
+/// A shell command that runs on a thread of its own, while others wait for its end as long as they like.
+
 /// A shell command on its way to a thread of its own, and the answer on its way back.
 ///
 /// Make it with `new`, set the command, start a thread of any kind with ProcessRunThreadCallback. Wait for `done` as

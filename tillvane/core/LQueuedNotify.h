@@ -16,13 +16,15 @@
 /// A notification without contents.
 class TILLVANE_API LThreadQueuedNotify {
  public:
+  /// Nothing is posted yet.
   LThreadQueuedNotify();
+  /// Withdraws nothing: that is ThreadQueuedNotifyDestroy()'s.
   virtual ~LThreadQueuedNotify();
 
   /// Called on the main thread, once for each post. It must not throw: the program would end.
   virtual void QueuedNotify() = 0;
 
-  /// Any thread.
+  /// Posts one QueuedNotify(). Any thread.
   void PostQueueNotify();
 
   /// Withdraws what is queued and drops later posts. Main thread only.
@@ -37,8 +39,11 @@ class TILLVANE_API LThreadQueuedNotify {
 /// One LThreadQueuedNotify::QueuedNotify() to come.
 class TILLVANE_API LThreadQueuedNotifyData : public LThreadRunOnMainThreadData {
  public:
+  /// One notification.
+  /// \param notify what is to be notified; outlives this
   explicit LThreadQueuedNotifyData(LThreadQueuedNotify* notify);
   ~LThreadQueuedNotifyData() override;
+  /// Calls LThreadQueuedNotify::QueuedNotify().
   void MainThreadFunction() override;
 
  private:
@@ -50,10 +55,13 @@ class TILLVANE_API LThreadQueuedNotifyData : public LThreadRunOnMainThreadData {
 /// Notifications with a code and bytes.
 class TILLVANE_API LQueuedNotifyDataHandler {
  public:
+  /// Nothing is posted yet.
   LQueuedNotifyDataHandler();
+  /// Withdraws nothing: that is QueuedNotifyDataHandlerDestroy()'s.
   virtual ~LQueuedNotifyDataHandler();
 
   /// Called on the main thread, once for each post. It must not throw: the program would end.
+  /// \param code as it was posted
   /// \param data a copy of what was posted, valid during the call; null where there was none
   /// \param size its bytes; without data, the number that was posted
   virtual void EvQueuedNotifyData(unsigned int code, const void* data, unsigned long size) = 0;
@@ -76,10 +84,11 @@ class TILLVANE_API LQueuedNotifyDataHandler {
 /// One LQueuedNotifyDataHandler::EvQueuedNotifyData() to come.
 class TILLVANE_API LQueuedNotifyDataHandlerData : public LThreadRunOnMainThreadData {
  public:
-  /// Copies as PostNotifyFromSender says.
+  /// Copies the bytes, as LQueuedNotifyDataHandler::PostNotifyFromSender() says.
   LQueuedNotifyDataHandlerData(LQueuedNotifyDataHandler* handler, unsigned int code, const void* data,
                                unsigned long size);
   ~LQueuedNotifyDataHandlerData() override;
+  /// Calls LQueuedNotifyDataHandler::EvQueuedNotifyData() with the copy.
   void MainThreadFunction() override;
 
  private:

@@ -4,6 +4,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// Signal objects, which threads and signal handlers set and any number of threads wait for, and groups of them.
+
 /// A copy of a signal object's two descriptors: wait on it, signal it, reset it. It owns nothing and closes nothing.
 ///
 /// Timeouts are milliseconds; 0xFFFFFFFF means no limit. No wait changes the state: what was signalled stays signalled
@@ -36,6 +39,8 @@ struct TILLVANE_API LSignalObjectRef {
 
   /// One `select` for reading over `set`, which is overwritten with what is ready.
   /// \param highest the highest descriptor in the set, below 1024; anything larger fails.
+  /// \param set the descriptors to wait for
+  /// \param ms at most so many milliseconds
   /// \return true when something is ready, or when a signal handler interrupted the wait.
   bool Select(int highest, fd_set& set, unsigned int ms) const;
 };
@@ -48,6 +53,7 @@ class TILLVANE_API LSignalObject : public LSignalObjectRef {
  public:
   /// Opens the pipe. When the process is out of descriptors both ends stay -1, and every wait fails.
   LSignalObject();
+  /// Closes both ends: nobody waits for it, or signals it, any more.
   ~LSignalObject();
   LSignalObject(const LSignalObject&) = delete;
   LSignalObject& operator=(const LSignalObject&) = delete;

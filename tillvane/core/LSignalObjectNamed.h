@@ -6,6 +6,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// A signal from one process to another by a name.
+
 /// A signal from one process to another of the same user, by a name that both know.
 ///
 /// The name becomes the path of a socket in the user's data folder. One process waits: it listens there, and the first
@@ -21,6 +24,7 @@
 /// interface.
 class TILLVANE_API LSignalObjectNamed {
  public:
+  /// Neither waits nor signals yet, and opens nothing.
   /// \param name of a file in the user's data folder, not null. With that folder it may have as many bytes as a local
   ///   socket's address has room for, less one: 107 on Linux. Of a longer one no wait succeeds and no signal is sent.
   explicit LSignalObjectNamed(const char* name);

@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// A lock between processes by a name.
+
 /// A lock that processes share: whoever uses the same name excludes the others, threads of one process included.
 ///
 /// It is a System V semaphore whose key is made from the name: 1 when free, 0 when held. The system gives the lock back

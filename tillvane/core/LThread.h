@@ -8,6 +8,9 @@
 #include <tillvane/core/LSignalObject.h>
 #include <tillvane/export.h>
 
+/// \file
+/// Threads that can be asked to stop.
+
 /// A thread that runs one function and can be asked to stop: everything that waits or works through it as its
 /// LProcessInterface then ends early.
 ///

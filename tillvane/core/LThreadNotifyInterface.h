@@ -8,6 +8,9 @@
 #include <tillvane/core/LThread.h>
 #include <tillvane/export.h>
 
+/// \file
+/// Threads whose reports arrive on the main thread, where they can be shown.
+
 /// A thread whose reports arrive, on the main thread, at another LProcessInterface: one that shows them to the user.
 ///
 /// Any thread reports; nothing waits for the main thread. Only the newest status text of each of the two kinds is kept:
@@ -25,14 +28,18 @@ class TILLVANE_API LThreadNotifyInterface : public LThread, public LQueuedNotify
   /// one here; null drops them. A handler that was replaced outlives the reports under way. Any thread.
   void SetNotifySender(LQueuedNotifyDataHandler* sender);
 
-  /// A null text is no report.
+  /// Sends an error's text, all of it. A null text is no report.
   void SetError(const char* text) override;
-  /// Status 0 or 1; others are no report. Texts are cut to 259 bytes.
+  /// Sends a status text, cut to 259 bytes.
+  /// \param text null is no report
+  /// \param which 0 or 1; others are no report
   void SetStatus(const char* text, int which) override;
-  /// Arrives in whole hundredths: the double `fraction * 100.0` without what stands behind its point, so 0.29 arrives
-  /// as 0.28. What is less than 0 or no number arrives as 0.
+  /// Sends the progress. It arrives in whole hundredths: the double `fraction * 100.0` without what stands behind its
+  /// point, so 0.29 arrives as 0.28. What is less than 0 or no number arrives as 0.
   void SetProgress(double fraction) override;
+  /// Sends that nobody knows how far it is.
   void SetProgressIndeterminateOn() override;
+  /// Sends that the progress is known again.
   void SetProgressIndeterminateOff() override;
 
   /// Hands a report to the target, which may free this meanwhile. Codes that are not its own, and an error text without

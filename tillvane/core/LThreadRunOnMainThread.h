@@ -8,6 +8,9 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
+/// \file
+/// Work from any thread that the main thread does.
+
 /// What is to be done on the main thread.
 class TILLVANE_API LThreadRunOnMainThreadData {
  public:
@@ -30,9 +33,10 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// Gets ready to run what is posted: once, before the first post. Again without Destroy() in between does nothing.
   static void Init();
 
-  /// Ends that. What is dispatched from then on is lost, and still counted: destroy the senders first.
+  /// Ends what Init() began. What is dispatched from then on is lost, and still counted: destroy the senders first.
   static void Destroy();
 
+  /// A sender that has posted nothing yet.
   LThreadRunOnMainThread();
   LThreadRunOnMainThread(const LThreadRunOnMainThread&) = delete;
   LThreadRunOnMainThread& operator=(const LThreadRunOnMainThread&) = delete;
@@ -46,9 +50,11 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// it does when std::bad_alloc is thrown because there is no memory for the event.
   void RunOnMainThread(LThreadRunOnMainThreadData* data);
 
-  /// The number of posts whose work has not been done yet. Any thread.
+  /// One more post whose work has not been done yet; posting does that itself. Any thread.
   void IncRefCount();
+  /// One post less. Any thread.
   void DecRefCount();
+  /// The number of posts whose work has not been done yet. Any thread.
   int GetRefCount() const;
 
   /// Withdraws what is queued, freeing it, and drops later posts. A second call does nothing. Main thread only; work of
@@ -59,10 +65,14 @@ class TILLVANE_API LThreadRunOnMainThread {
   /// Is the queued event this sender's, so that it is to be removed? Its data is freed then. Main thread only.
   bool FlushEventFromQueue(EventRef event);
 
-  /// FlushEventFromQueue of the sender `owner`; false without one.
+  /// FlushEventFromQueue() of the sender `owner`, a pointer to an LThreadRunOnMainThread; false without one.
   static bool FlushEventFromQueueCallBack(EventRef event, void* owner);
 
-  /// Does the work of an event. Main thread only. \return 0
+  /// Does the work of an event, and counts it as done. Main thread only.
+  /// \param call not used
+  /// \param event one that RunOnMainThread() has posted
+  /// \param data not used
+  /// \return 0
   static OSStatus EventHandler(EventHandlerCallRef call, EventRef event, void* data) noexcept;
 
  private:

@@ -30,11 +30,11 @@ TILLVANE_API void LIntTermSignalHandler(int signal, siginfo_t* info, void* conte
 
 /// From now on the first signal that LDebugSignalHandler is called for is also reported, as lines of text:
 ///
-///   SIGNAL11                         the signal's number
-///   code 1 address 0x10              what the system says of its cause: "sender 4712" when a process sent it
-///   thread 4711 Work117              the thread's number, and its name when it is registered
-///   frame 0x7f12a4e01234 0x1234 8f3c… /usr/lib/libexample.so
-///   end                              nothing is missing
+///     SIGNAL11                         the signal's number
+///     code 1 address 0x10              what the system says of its cause: "sender 4712" when a process sent it
+///     thread 4711 Work117              the thread's number, and its name when it is registered
+///     frame 0x7f12a4e01234 0x1234 8f3c… /usr/lib/libexample.so
+///     end                              nothing is missing
 ///
 /// The frames are the calls under way, the innermost 128 at most and the innermost first, with the signal's handler
 /// itself at the beginning. Each says its address, its offset in its file (as addr2line takes it, less one for all but

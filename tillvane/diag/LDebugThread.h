@@ -17,8 +17,8 @@
 /// One thread. The thread alone writes its texts, and any other may find them half written.
 struct LDebugThreadData {
   unsigned int id;  ///< The system's number of the thread; 0xFFFFFFFF a free record, 0xFFFFFFFE one being claimed.
-  char dialog[32];
-  char name[8];
+  char dialog[32];  ///< The dialog that it showed last and the digits of its name, terminated.
+  char name[8];     ///< What it is called, terminated: see LDebugFormatThreadName().
 };
 
 /// The registry. The records in use stand at its beginning, with free ones among them.
@@ -51,6 +51,8 @@ TILLVANE_API void LDebugThreadSetLastDialog(const char* text);
 /// Makes a name: up to four bytes of the tag, then the last three digits of the number, the lowest first: 'Worker' and
 /// 123456 are "Work654". A tag that is null gives the last four digits as they stand: "3456".
 /// \param out receives at most 7 bytes and a terminator; a character of several bytes may be cut
+/// \param tag what the name begins with
+/// \param id the thread's number
 TILLVANE_API void LDebugFormatThreadName(char* out, const char* tag, unsigned int id);
 
 /// Sets the process's one status text, of which 259 bytes count. The caller owns it until another thread sets one: two
@@ -63,7 +65,9 @@ TILLVANE_API void LDebugThreadStatusClear();
 /// Another name for the calling thread, for as long as this lives. It is made and destroyed on one thread.
 class TILLVANE_API LBugReportBlockScope {
  public:
+  /// Gives the caller's record a name that is made of the tag.
   explicit LBugReportBlockScope(const char* tag);
+  /// Gives the record its former name back.
   ~LBugReportBlockScope();
   LBugReportBlockScope(const LBugReportBlockScope&) = delete;
   LBugReportBlockScope& operator=(const LBugReportBlockScope&) = delete;
@@ -83,6 +87,7 @@ class TILLVANE_API LBugReportBlockScope {
 /// it owns it, or else what the main thread is about: "Ukn0(LstCmd7)", "GloIni1", "GuiIni2", "GuiDes3", "GloDes4",
 /// "(Cmd8)".
 /// \param out room for 260 bytes; what does not fit is cut
-/// \param first, third the host's own; not in `out`, which is emptied first
+/// \param first the host's own; not in `out`, which is emptied first
+/// \param third the host's own, as `first`
 /// \return the length of the whole line, as snprintf counts it, also when it was cut
 TILLVANE_API int LDebugGenerateXIString(char* out, const char* first, const char* third);

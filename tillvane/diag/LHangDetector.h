@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// Did this program's last run end as it should?
+
 /// Tells at a program's start whether its last run ended uncleanly: it crashed, was killed, or the power went.
 ///
 /// A run leaves a marker in the temporary folder, "_tillvane_rl_" with the user's login name ($LOGNAME, else $USER,

@@ -65,14 +65,6 @@ void DeleteMarker(const char* path) {
   if (lstat(path, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid()) unlink(path);
 }
 
-/// Deletes a marker that is open, unless another run has deleted it meanwhile: what then stands at its path is the
-/// marker of a run that lives.
-void DeleteStaleMarker(const char* path, int marker) {
-  struct stat opened, there;
-  if (fstat(marker, &opened) != 0 || opened.st_nlink == 0 || lstat(path, &there) != 0) return;
-  if (opened.st_dev == there.st_dev && opened.st_ino == there.st_ino) unlink(path);
-}
-
 }  // namespace
 
 LHangDetector::~LHangDetector() { Destroy(); }
@@ -94,7 +86,8 @@ void LHangDetector::TakeStaleMarker() {
   found_unclean_end_ = true;
   StartTime start;
   if (read(marker, &start, sizeof start) == sizeof start) stale_start_time_ = start.seconds;
-  DeleteStaleMarker(path_, marker);
+  // Another run may have deleted it meanwhile: what then stands at its path is the marker of a run that lives.
+  platform::DeleteHeld(path_, marker);
   close(marker);
 }
 

@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// Files by their paths: names taken apart and put together, folders, copies, volumes, and the folders of the user.
+
 /// Files by their paths: all of it is static. A path is terminated bytes as the system takes them.
 ///
 /// The operations on paths only look at the bytes; but for the current directory, none of them asks the system or
@@ -17,7 +20,8 @@ class TILLVANE_API LFile {
   struct FolderIterator;  // LFileFolderIterator.h
   struct FolderIteratorAllFiles;
 
-  // --- Taking a path apart; the output may be the path itself ---
+  /// \name Taking a path apart; the output may be the path itself
+  /// @{
 
   /// The folder without a separator at its end: '/a/b' of '/a/b/c' and of '/a/b/', '/' of '/c'; empty of 'c' and of
   /// '\\c'. Of a path that is too long, the folder of its first 259 characters.
@@ -41,14 +45,21 @@ class TILLVANE_API LFile {
 
   /// The path with another extension, which carries its own dot (or is empty), in place of the one it has, or at its
   /// end when it has none. A dot at the very beginning of the path begins no extension; one at the beginning of a file
-  /// in a folder does. \param extension does not lie in the output
+  /// in a folder does.
+  /// \param out may be the path
+  /// \param path whose extension is replaced
+  /// \param extension does not lie in the output
   static void _ApplyNewFileExtension(char* out, const char* path, const char* extension);
+  /// @}
 
-  // --- Putting one together ---
+  /// \name Putting one together
+  /// @{
 
   /// Folder, '/', name and suffix. Of the folder at most 258 characters count. There is no '/' after an empty folder,
   /// and no second one after a folder that ends with a separator.
   /// \param out may be the folder, which is then extended in place; it overlaps nothing else
+  /// \param folder may be empty
+  /// \param name of the file
   /// \param suffix for example ".lck", or empty
   /// \return how many characters of the name and the suffix were stored
   static unsigned long _MakeFilePath(char* out, const char* folder, const char* name, const char* suffix);
@@ -61,6 +72,9 @@ class TILLVANE_API LFile {
   /// The last two characters are never looked at, so that a base of two characters stays as it is, and of a shorter one
   /// nothing is taken and the rest of the steps is kept.
   /// \param out may be the base; it overlaps nothing else
+  /// \param base a folder, with a separator at its end
+  /// \param relative the path, absolute or relative to the base
+  /// \param suffix for example ".lck", or empty
   /// \return as `_MakeFilePath`
   static unsigned long MakeAbsoluteFilePath(char* out, const char* base, const char* relative, const char* suffix);
 
@@ -68,44 +82,56 @@ class TILLVANE_API LFile {
   /// in thought. What both have in common may end within a name: '../d/x' from '/a/bc/' to '/a/bd/x'.
   /// \param out may be the base or the target. It has 260 bytes, and three for every '/' of the base and the one in
   ///   thought
+  /// \param base the folder where the way begins
+  /// \param target the path where it ends
   /// \return 1
   static int MakeRelativeFilePath(char* out, const char* base, const char* target);
 
-  /// `MakeRelativeFilePath`, for a target that is a folder.
+  /// MakeRelativeFilePath(), for a target that is a folder.
   static int MakeRelativeFolder(char* out, const char* base, const char* target);
 
   /// The way from a base to a target, in whole names. Steps up end with the separator that both paths have in common
   /// last. A base without a separator at its end is itself stepped out of, but for targets that lie in it. Paths that
   /// have no separator in common give the target as it is.
   /// \param out may be the base or the target
+  /// \param base where the way begins
+  /// \param target where it ends
   /// \return 1, or 0 with an empty output when the way would be longer than 260 characters; one of exactly 260 loses
   ///   its last
   static int GetRelativePathFromAbsolutePath(char* out, const char* base, const char* target);
+  /// @}
 
-  // --- Names and paths that somebody typed; here the input comes first ---
+  /// \name Names and paths that somebody typed; here the input comes first
+  /// @{
 
   /// A name for a file: without control characters (1 to 31) and without any of " * / : < > ? \ and |.
+  /// \param name as it was typed
   /// \param out may be the name
   /// \return 1, or 0 when nothing is left
   static int PreprocessName(const char* name, char* out);
 
   /// The same for a path: the two separators stay.
+  /// \param path as it was typed
   /// \param out may be the path
   /// \return 1, or 0 when nothing but blanks is left, which are stored all the same
   static int PreprocessPath(const char* path, char* out);
 
   /// A path for a command line, between double quotes: with a backslash before every double quote and backquote. It is
   /// cut wherever 259 characters end, also behind such a backslash.
+  /// \param path as the command is to see it
   /// \param out does not overlap the path
   /// \return `out`
   static char* EscapeFilePath(const char* path, char* out);
 
   /// Does all of the name match the pattern? In a pattern '*' is any characters, also none, '?' is exactly one, and
-  /// every other byte is itself. There is no escape. Texts of any length; the time is at most as their product.
+  /// every other byte is itself. There is no escape. Texts of any length; the time is at most as their product. For
+  /// `char`.
   template <class T>
   static bool IsMatch(const T* pattern, const T* name);
+  /// @}
 
-  // --- Folders; 1 is success and 0 failure, with errno ---
+  /// \name Folders; 1 is success and 0 failure, with errno
+  /// @{
 
   /// Makes a folder, and the folders above it that are missing, of mode 0777 less the process's mask.
   /// \return 1 when it was made: 0 when it is there already
@@ -130,8 +156,10 @@ class TILLVANE_API LFile {
 
   /// Lets everybody read, write and execute a file, or a folder with all that is in it (mode 0777). Links are followed.
   static void SetFolderSecurityAllAccess(const char* path);
+  /// @}
 
-  // --- Copies ---
+  /// \name Copies
+  /// @{
 
   /// Copies a file's bytes and permission bits, a folder with all that is in it, or a link as a link. What is at the
   /// destination is deleted first, if it is no folder, also when the copy then fails. Of a file that could not be
@@ -148,33 +176,46 @@ class TILLVANE_API LFile {
   /// Do not use it on trees whose names others choose: those of links are given to the shell as `CopyFile` does. Nor on
   /// such with links to folders above: these are copied into themselves, as deep as a path can be.
   static void CopyFolderFiles(const char* source, const char* destination);
+  /// @}
 
-  // --- Files that others have open; the locks are advisory ---
+  /// \name Files that others have open; the locks are advisory
+  /// @{
 
   /// Does another holder have a lock of the file that keeps this one from an exclusive one just now? A file that is
-  /// missing or cannot be opened is not blocked. Both functions are the same test.
+  /// missing or cannot be opened is not blocked.
+  /// \return 1 or 0
   static int TestFileShareReadBlocked(const char* path);
+  /// The same test as TestFileShareReadBlocked().
   static int TestFileShareWriteBlocked(const char* path);
+  /// @}
 
-  // --- Why the calling thread's last operation failed: questions about errno ---
+  /// \name Why the calling thread's last operation failed: questions about errno
+  /// @{
 
+  /// ENOENT: nothing is there, or a folder on the way to it is missing.
+  /// \return 1 or 0, as the next three
   static int IsErrorFileNotFound();
+  /// EACCES: the system does not let this user do it.
   static int IsErrorPermissionDenied();
+  /// EEXIST: something of this name is there already.
   static int IsErrorAlreadyExists();
-  /// No permission, or somebody else's lock.
+  /// EACCES or EAGAIN: no permission, or somebody else's lock.
   static int IsErrorSharingViolation();
+  /// @}
 
-  // --- Where a path lives; a symbolic link is followed ---
-  //
-  // No path here may be null. These ask the system at each call and keep nothing; where memory is missing
-  // std::bad_alloc leaves. But for the two tests of existence nothing asks a network volume: a server that is gone
-  // holds up nobody, and every path on such a volume counts as one that exists. (A volume that is
-  // mounted on demand is mounted by the question, which may wait.)
+  /// \name Where a path lives; a symbolic link is followed
+  ///
+  /// No path here may be null. These ask the system at each call and keep nothing; where memory is missing
+  /// std::bad_alloc leaves. But for the two tests of existence nothing asks a network volume: a server that is gone
+  /// holds up nobody, and every path on such a volume counts as one that exists. (A volume that is mounted on demand is
+  /// mounted by the question, which may wait.)
+  /// @{
 
   /// Is something there? A file is enough, and so is a folder, for either test. One who may not look into the folder
   /// does not see it. When there is nothing, a file in the current directory whose name is the path as
   /// LURIEncodeToWriterDirect writes it ('%2Ftmp' for '/tmp') counts too. This waits for a network volume.
   static bool TestFolderExists(const char* path);
+  /// The same test as TestFolderExists().
   static bool TestFileExists(const char* path);
 
   /// What kind of drive holds the path: bit 21 for one on an internal bus, bit 27 for one on an external bus, bit 25
@@ -205,6 +246,7 @@ class TILLVANE_API LFile {
   /// The path where the volume is mounted. When that is not known, what the path's text says: 'C:\\' of 'C', '/' of
   /// a path that begins with it, else nothing.
   /// \param out may be the path
+  /// \param path not null
   static void GetHumanReadableDriveFromPath(char* out, const char* path);
 
   /// The folder in which drives and network shares appear when they are mounted.
@@ -212,17 +254,19 @@ class TILLVANE_API LFile {
   static int GetMountedDrivesFolder(char* out);
   /// The same folder.
   static int GetNetworkSharesFolder(char* out);
+  /// @}
 
-  // --- Folders that the system has for the user, and for applications ---
-  //
-  // Each writes a path of at most 259 characters, cut where it is longer, and asks the system afresh. None says that it
-  // failed: a folder that could not be made is not there. A confined application has a home of its own, its container;
-  // on Linux it is a snap's $HOME and inside Flatpak ~/.var/app/ID. No pointer may be null; where memory is missing
-  // std::bad_alloc leaves.
+  /// \name Folders that the system has for the user, and for applications
+  ///
+  /// Each writes a path of at most 259 characters, cut where it is longer, and asks the system afresh. None says that
+  /// it failed: a folder that could not be made is not there. A confined application has a home of its own, its
+  /// container; on Linux it is a snap's $HOME and inside Flatpak ~/.var/app/ID. No pointer may be null; where memory is
+  /// missing std::bad_alloc leaves.
+  /// @{
 
-  /// Where applications keep the user's data: on Linux $XDG_DATA_HOME or ~/.local/share, which is not made. Both are
-  /// the same: no such folder is the machine's.
+  /// Where applications keep the user's data: on Linux $XDG_DATA_HOME or ~/.local/share, which is not made.
   static void GetUserDataFolder(char* dest);
+  /// The same as GetUserDataFolder(): no such folder is the machine's.
   static void GetSharedDataFolder(char* dest);
 
   /// The folder of this name in the user's data folder, made when it is missing, of mode 0777 less the process's mask.
@@ -239,16 +283,20 @@ class TILLVANE_API LFile {
   /// there keeps its permissions. The name comes first.
   static void GetSharedDataFolderAppSubFolder(const char* name, char* dest);
 
-  /// The user's own folders, by `GetUserSpecialFolder`, as the system tells of them: these are not made. Where it tells
-  /// of none they are "Downloads", "Desktop", "Documents", "Pictures", "Movies" and "Music" in the home, made when they
-  /// are missing.
+  /// The user's folder for downloads, by GetUserSpecialFolder(), as the system tells of it: that one is not made. Where
+  /// it tells of none it is "Downloads" in the home, made when it is missing.
   static void GetUserDownloadFolder(char* dest);
+  /// The folder whose contents the desktop shows, as GetUserDownloadFolder() says; else "Desktop".
   static void GetUserDesktopFolder(char* dest);
+  /// The folder for documents, as GetUserDownloadFolder() says; else "Documents".
   static void GetUserDocumentsFolder(char* dest);
   /// On Linux `applications` in the user's data folder, which has `NAME.desktop` of each application.
   static void GetUserApplicationsFolder(char* dest);
+  /// The folder for pictures, as GetUserDownloadFolder() says; else "Pictures".
   static void GetUserPicturesFolder(char* dest);
+  /// The folder for videos, as GetUserDownloadFolder() says; else "Movies".
   static void GetUserVideoFolder(char* dest);
+  /// The folder for music, as GetUserDownloadFolder() says; else "Music".
   static void GetUserMusicFolder(char* dest);
 
   /// The home; of a confined application its container.
@@ -256,10 +304,13 @@ class TILLVANE_API LFile {
 
   /// The home in the user's account, as it stands there, whether confined or not; empty for a user without one.
   static void GetUserFolderNonSandboxed(char* dest);
-  /// "Downloads", "Pictures", "Movies" and "Music" in it, whatever the user calls these folders.
+  /// "Downloads" in the folder of GetUserFolderNonSandboxed(), whatever the user calls that folder.
   static void GetUserDownloadFolderNonSandboxed(char* dest);
+  /// "Pictures" in that folder.
   static void GetUserPicturesFolderNonSandboxed(char* dest);
+  /// "Movies" in that folder.
   static void GetUserVideoFolderNonSandboxed(char* dest);
+  /// "Music" in that folder.
   static void GetUserMusicFolderNonSandboxed(char* dest);
 
   /// The machine's applications. On Linux the first `applications` in $XDG_DATA_DIRS (/usr/local/share:/usr/share) that
@@ -269,6 +320,8 @@ class TILLVANE_API LFile {
   /// An application by the name of its entry, 'Maps.app' or 'org.gnome.Maps.desktop': first among the user's, then
   /// among the machine's, which on Linux may be in several folders.
   /// \param dest the path; when there is none, where it would be in the folder of GetApplicationsFolder
+  /// \param name of the entry
+  /// \return whether there is such an application
   static bool GetInstalledApplicationExePath(char* dest, const char* name);
 
   /// "/Contents/Resources/help" in the bundle's folder, whether it is there or not; empty when the bundle is not known
@@ -282,8 +335,10 @@ class TILLVANE_API LFile {
   /// The bundle's folder, and not the executable in it: LGetBundleFolder, cut between characters; empty when the bundle
   /// is not known or its path is not UTF-8.
   static void GetProgramExecutablePath(char* dest);
+  /// @}
 
-  // --- Between a confined application's container and the user's real folders ---
+  /// \name Between a confined application's container and the user's real folders
+  /// @{
 
   /// Does the path begin with the bytes of the home? So does 'HOME2/x'. Links are not followed. Without a sandbox all
   /// of the home is inside.
@@ -296,13 +351,17 @@ class TILLVANE_API LFile {
   /// behind the link is nowhere.
   /// What resolves to a path that begins with the bytes of the home, or of the home without links, is not outside.
   /// \param dest may be the path
+  /// \param path in the container
   /// \return false, and an empty `dest`, when the place is not outside or is not known; a place of more than 259
   ///   characters is cut, and the answer is true
   static bool MakeNonSandboxedFilePath(char* dest, const char* path);
+  /// @}
 
-  // --- Others ---
+  /// \name Others
+  /// @{
 
   /// A size for people, in units of 1024, cut to whole ones: '1 KB' of 1536, '1 Bytes' of 1.
+  /// \param size in bytes
   /// \param out 32 bytes suffice
   /// \return how many characters it has
   static unsigned long GetSizeFormattedBytes(unsigned long long size, char* out);
@@ -321,10 +380,13 @@ class TILLVANE_API LFile {
   /// \return 0, or -1 with errno: where there is no such file, where it may not be written, where the file system has
   ///   no attributes
   static int SetFileAttributeTextEncodingUTF8(const char* path);
+  /// @}
 };
 
+/// \cond instantiations
 template <>
 TILLVANE_API bool LFile::IsMatch(const char* pattern, const char* name);
+/// \endcond
 
 /// 1 for an ASCII letter or digit, otherwise 0, whatever the locale. Any thread.
 TILLVANE_API int LFileIsLetterOrNumber(char character);

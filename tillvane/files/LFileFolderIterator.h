@@ -5,6 +5,9 @@
 #include <tillvane/export.h>
 #include <tillvane/files/LFile.h>
 
+/// \file
+/// The entries of a folder, one after the other.
+
 /// Lists a folder's entries that match a pattern, one after the other, in the system's order. Lower and upper case of
 /// ASCII letters are the same to a pattern (`LFile::IsMatch`), as `strlwr` has them, which follows the locale: a
 /// Turkish one has no 'i' for an 'I'. Names that begin with '.' or with "__MACOSX" never match.
@@ -16,7 +19,9 @@
 /// thread; the stream is closed at the end of the listing, by the next `Open` and with the object. The order of the
 /// fields and of the virtual functions is part of the binary interface.
 struct TILLVANE_API LFile::FolderIterator {
+  /// Stands nowhere: before Open() there is nothing to list.
   FolderIterator();
+  /// Closes the stream.
   virtual ~FolderIterator();
 
   /// Does the listing show this name?
@@ -51,5 +56,6 @@ struct TILLVANE_API LFile::FolderIterator {
 
 /// Lists everything in a folder, also '.', '..' and what is hidden, whatever the pattern.
 struct TILLVANE_API LFile::FolderIteratorAllFiles : LFile::FolderIterator {
+  /// Always.
   bool _Matches(const char* name) const override;
 };

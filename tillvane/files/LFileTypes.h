@@ -3,6 +3,9 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
+/// \file
+/// The filters of a file chooser.
+
 /// Appends the extensions, without their dots, of a filter of file types. A filter is pairs of terminated texts, a
 /// description and its patterns, and an empty text at the end: "Text files\0*.txt;*.text\0All files\0*.*\0". The
 /// patterns "*.txt;*.text" give "txt" and "text"; "*.*" gives nothing.

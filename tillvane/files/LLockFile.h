@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// A lock file beside the file that it guards.
+
 /// Guards a file against a second user of it in another process, by the lock of a file beside it: 'app.lck' for
 /// 'app.db'. The lock is held while the descriptor is open, at the latest until the process ends; the lock file stays.
 /// Used by one thread. The order of the fields is part of the binary interface.

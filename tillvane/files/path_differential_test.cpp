@@ -37,8 +37,7 @@ std::string Text(Seeded& seeded, std::string_view alphabet) {
   std::string text;
   for (const std::size_t length = Length(seeded); text.size() < length;) {
     const unsigned int run = seeded.Below(24) == 0 ? seeded.Below(260) : 1;
-    text.append(std::min<std::size_t>(run, length - text.size()),
-                alphabet[seeded.Below(static_cast<unsigned int>(alphabet.size()))]);
+    text.append(std::min<std::size_t>(run, length - text.size()), alphabet[seeded.Below(alphabet.size())]);
   }
   return text;
 }
@@ -65,7 +64,7 @@ std::string Steps(Seeded& seeded) {
 
 /// It begins as another one does.
 std::string Like(Seeded& seeded, const std::string& path, const std::string& end) {
-  return path.substr(0, seeded.Below(static_cast<unsigned int>(path.size()) + 1)) + end;
+  return path.substr(0, seeded.Below(path.size() + 1)) + end;
 }
 
 TEST(PathDifferential, EveryOperationAnswersAsItsPlainForm) {

@@ -27,15 +27,25 @@ TILLVANE_API unsigned int ProcessWaitForDataOrClose(LProcessInterface& process, 
                                                     unsigned int timeout);
 
 /// Receives what is there, at least a byte and at most `capacity`. A capacity of 0 is 0 at once.
+/// \param process asked whether to stop
+/// \param socket of the connection
+/// \param buffer receives the bytes
+/// \param capacity bytes that `buffer` can hold
 /// \param received so many bytes, 0 unless the answer is 0
+/// \param timeout in milliseconds, for each wait
 TILLVANE_API unsigned int ProcessRecvReady(LProcessInterface& process, LIPSocketTCPRef socket, void* buffer,
                                            unsigned long capacity, unsigned long& received, unsigned int timeout);
 
 /// Receives what is there up to and including the first byte that occurs in `terminators`; later bytes stay queued.
 /// When none occurs in the first `capacity` bytes, all that is there is received: the answer is 0 too, and the caller
 /// looks at the last byte and calls again for the rest. No text is terminated, and a NUL never ends anything.
-/// \param received so many bytes, 0 unless the answer is 0. With a capacity of 0 the answer is 2 once something is
-/// there. \param terminators ends with a NUL; the bytes may be of any value otherwise
+/// \param process asked whether to stop
+/// \param socket of the connection
+/// \param buffer receives the bytes
+/// \param capacity bytes that `buffer` can hold. With 0 the answer is 2 once something is there
+/// \param received so many bytes, 0 unless the answer is 0
+/// \param terminators ends with a NUL; the bytes may be of any value otherwise
+/// \param timeout in milliseconds, for each wait
 TILLVANE_API unsigned int ProcessRecvToCharacter(LProcessInterface& process, LIPSocketTCPRef socket, void* buffer,
                                                  unsigned long capacity, unsigned long& received,
                                                  const char* terminators, unsigned int timeout);
@@ -45,14 +55,25 @@ TILLVANE_API unsigned int ProcessRecvByte(LProcessInterface& process, LIPSocketT
                                           unsigned int timeout);
 
 /// Receives exactly `length` bytes.
+/// \param process asked whether to stop
+/// \param socket of the connection
+/// \param buffer room for `length` bytes
+/// \param length how many to wait for
 /// \param received so many have come, also when the answer is not 0
+/// \param timeout in milliseconds, for each wait
 TILLVANE_API unsigned int ProcessRecvBytes(LProcessInterface& process, LIPSocketTCPRef socket, void* buffer,
                                            unsigned long length, unsigned long& received, unsigned int timeout);
+/// The same, for a caller who has no use for a part.
 TILLVANE_API unsigned int ProcessRecvBytes(LProcessInterface& process, LIPSocketTCPRef socket, void* buffer,
                                            unsigned long length, unsigned int timeout);
 
 /// Receives up to `length` bytes, until the peer closes, something fails or the time is over.
+/// \param process asked whether to stop
+/// \param socket of the connection
+/// \param buffer room for `length` bytes
+/// \param length how many to receive at most
 /// \param received so many have come
+/// \param timeout in milliseconds, for each wait
 /// \return 1 when stopped, otherwise 0: also when nothing has come
 TILLVANE_API unsigned int ProcessRecvAll(LProcessInterface& process, LIPSocketTCPRef socket, void* buffer,
                                          unsigned long length, unsigned long& received, unsigned int timeout);

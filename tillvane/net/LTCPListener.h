@@ -6,6 +6,9 @@
 #include <tillvane/export.h>
 #include <tillvane/net/LIPSocket.h>
 
+/// \file
+/// A thread that serves TCP connections.
+
 /// A thread that accepts TCP connections on a port of every local IPv4 address and serves them, one at a time.
 ///
 /// A port that cannot be had is tried again every 30 seconds until the thread is asked to stop; so is one that was
@@ -20,6 +23,7 @@
 /// gone, and nobody is left to serve a connection that is accepted meanwhile.
 class TILLVANE_API LTCPListener : public LThread {
  public:
+  /// A listener that is not started yet.
   /// \param port as a plain number; 0 for one that the system chooses, anew each time, see BoundPort()
   explicit LTCPListener(unsigned short port);
 

@@ -38,6 +38,10 @@ int OpenLocked(const char* path, OpenFor purpose, FileLock lock, unsigned int mo
 /// \return the descriptor, or -1 with errno
 int CreateLocked(const char* path, const void* content, unsigned long size, unsigned int mode);
 
+/// Deletes a file that is open, unless somebody has deleted it meanwhile or put something else in its place. A link is
+/// not followed.
+void DeleteHeld(const char* path, int file);
+
 /// May a file have parts that take no room and read as zeros?
 bool MayHaveHoles(int file);
 

@@ -32,7 +32,8 @@ int BindLocalSocket(int socket, const sockaddr_un& address);
 /// What `send` is given so that writing to a closed peer gives no signal; 0 where sockets are told.
 int NoSignalSendFlag();
 
-/// \param address,port in network order
+/// \param address in network order
+/// \param port in network order
 sockaddr_in SocketAddress(unsigned int address, unsigned short port);
 
 }  // namespace platform

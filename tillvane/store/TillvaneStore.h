@@ -25,6 +25,8 @@ TILLVANE_API void TillvaneDestroy(TillvaneManager* manager);
 /// The localised price of the product whose identifier is `base` followed by ".paid".
 ///
 /// The first call asks the store and waits at most 60 seconds; later calls only copy.
+/// \param manager of TillvaneInit()
+/// \param process how the first call waits
 /// \param utf8 receives the whole price text and its terminator; without a price it is left untouched. Price texts are
 ///        short: 128 bytes hold any. UTF-8; on macOS it is the system's default C string encoding.
 /// \param base the base identifier, UTF-8
@@ -32,6 +34,9 @@ TILLVANE_API void TillvaneDestroy(TillvaneManager* manager);
 TILLVANE_API int TillvaneGetPrice(TillvaneManager* manager, LProcessInterface& process, char* utf8, const char* base);
 
 /// Buys the product, or restores an earlier purchase; waits at most 60 seconds.
+/// \param manager of TillvaneInit()
+/// \param process how it waits; its SetError() is told why a purchase failed
+/// \param restore an earlier purchase, and buy nothing
 /// \return 0 bought or restored (at once where this bridge has bought already and a purchase is asked for);
 ///         1 cancelled by the user, or the restore failed;
 ///         2 no product was loaded, or the purchase failed otherwise: then SetError says so
@@ -44,7 +49,8 @@ TILLVANE_API bool TillvaneIsAbleToMakePayments(TillvaneManager* manager, LProces
 ///
 /// `ask` runs on the main loop and may run a dialog of the host's own; false is a purchase that the user cancelled.
 /// \param ask gets the product's identifier and its price as text, both UTF-8 and valid during the call; null removes
-/// it \param data is passed on; it stays the caller's
+///   it
+/// \param data is passed on; it stays the caller's
 TILLVANE_API void TillvaneSetPurchaseConfirmation(bool (*ask)(const char* id, const char* price, void* data),
                                                   void* data);
 

@@ -2,12 +2,12 @@
 #include <cstddef>
 #include <deque>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/seeded.h>
 #include <tillvane/store/scripted_store.h>
 #include <tillvane/store/tillvane_manager.h>
 
@@ -308,9 +308,9 @@ TEST(StoreModelTest, EveryOrderOfFourEvents) {
   }
 }
 
-class RandomEvents {
+class SeededEvents : public support::Seeded {
  public:
-  explicit RandomEvents(unsigned int seed) : random_(seed) {}
+  using Seeded::Seeded;
 
   Event Next() {
     Event event{static_cast<Event::What>(Below(4)), "", {}};
@@ -321,8 +321,6 @@ class RandomEvents {
   }
 
  private:
-  std::size_t Below(std::size_t limit) { return random_() % limit; }
-
   Said NextSaid() {
     Said said{static_cast<Said::What>(Below(4)), {}, {}};
     const std::array products{kViewer, kCheaper, kEditor};
@@ -337,16 +335,14 @@ class RandomEvents {
     }
     return said;
   }
-
-  std::mt19937 random_;
 };
 
 TEST(StoreModelTest, LongOrdersAtRandom) {
   constexpr std::size_t length = 40;
   for (unsigned int seed = 0; seed < 1000; ++seed) {
-    RandomEvents random(seed);
+    SeededEvents seeded(seed);
     std::vector<Event> events;
-    for (std::size_t i = 0; i < length; ++i) events.push_back(random.Next());
+    for (std::size_t i = 0; i < length; ++i) events.push_back(seeded.Next());
     const std::string difference = Difference(length, [&](std::size_t i) -> const Event& { return events[i]; });
     ASSERT_EQ(difference, "") << "seed " << seed;
   }

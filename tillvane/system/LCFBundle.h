@@ -3,9 +3,13 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
+/// \file
+/// The running application's bundle, as the system knows it.
+
 /// The bundle of the application that runs. It owns nothing. Any thread.
 class TILLVANE_API LCFBundle {
  public:
+  /// The bundle of the running application, whatever it is; that one is none of its own.
   LCFBundle();
 
   /// The bundle's version, out of the text "CFBundleVersion" of its Info.plist, of which 259 bytes count. In a text
@@ -16,7 +20,7 @@ class TILLVANE_API LCFBundle {
   /// \return false, and the numbers as they were, when there is no such text or it is empty
   bool GetVersionNumber(int& major, int& minor) const;
 
-  /// Is not released.
+  /// The system's own reference, which nobody releases.
   CFBundleRef Get() const { return bundle_; }
 
  private:

@@ -4,6 +4,9 @@
 #include <tillvane/platform/native_types.h>
 #include <tillvane/text/LStringLong.h>
 
+/// \file
+/// Texts of the system's own kind.
+
 /// A text of the system's own kind, or none. It owns one reference. Not synchronised.
 ///
 /// A text that has half a surrogate pair cannot be written as UTF-8: its UTF-8 is empty. As `wchar_t` each unit of a
@@ -35,7 +38,7 @@ class TILLVANE_API LCFString {
   /// Writes units, as many as fit, and a terminator. A capacity of 0 writes nothing.
   void GetString(wchar_t* dest, unsigned long capacity) const;
 
-  /// Stays this object's own; null for none.
+  /// The text, which stays this object's own and is valid until it is replaced; null for none.
   CFStringRef Get() const { return string_; }
 
  private:

@@ -3,6 +3,9 @@
 #include <tillvane/export.h>
 #include <tillvane/platform/native_types.h>
 
+/// \file
+/// File URLs of the system's own kind.
+
 /// A file URL of the system's own kind, or none. It owns one reference. Not synchronised.
 class TILLVANE_API LCFURL {
  public:
@@ -27,7 +30,7 @@ class TILLVANE_API LCFURL {
   /// \return false, and an empty text, when there is no URL or its path is not UTF-8
   bool GetPath(char* dest, unsigned long capacity) const;
 
-  /// Stays this object's own; null for none.
+  /// The URL, which stays this object's own and is valid until it is replaced; null for none.
   CFURLRef Get() const { return url_; }
 
  private:

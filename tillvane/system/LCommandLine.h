@@ -15,7 +15,8 @@ extern TILLVANE_API char** gargv;
 /// Copies the arguments to gargc and gargv, but for the process's serial number, which a launcher adds: the argument
 /// behind the program's name is left out when it begins with "-psn". Called again, it replaces the copy and frees the
 /// array of the last one, which may itself be what is copied.
-/// \param argc 0 and below: an empty copy
+/// \param argc how many there are; 0 and below: an empty copy
+/// \param argv as many texts, which outlive the copy
 TILLVANE_API void LUnixAppCopyCommandLineArguments(int argc, char** argv);
 
 /// Takes an argument out of the copy: those behind it move down, and a null stands where the last one was.

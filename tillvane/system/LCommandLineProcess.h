@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// A shell command, run to its end.
+
 /// Runs a command by `/bin/sh -c` and waits for its end, as the C library's `system` does: with this process's
 /// environment and standard streams, and while it runs this process ignores SIGINT and SIGQUIT. It inherits what this
 /// process ignores, so also SIGPIPE; LPipeIn's commands do not. It is all the shell's to read: never put a text into it

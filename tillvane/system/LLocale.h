@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// The user's locale.
+
 /// Sets the process's locale to the user's, the first time, and answers what it is called.
 ///
 /// The first call belongs to the start of the program (LUnixAppInitCommon makes it): other threads may not use the

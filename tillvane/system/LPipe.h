@@ -40,6 +40,7 @@ class TILLVANE_API LPipeIn {
   ///   reaped, the pipe is closed. 0 is also the answer of a closed pipe
   unsigned int Read(void* buffer, unsigned int length);
 
+  /// Closes the pipe, and waits until the command has ended: one that writes on is ended by SIGPIPE.
   void Close();
 };
 
@@ -62,6 +63,7 @@ class TILLVANE_API LPipeOut {
   /// \return bytes written. Fewer than `length`: the command reads no more, it is reaped, the pipe is closed
   unsigned int Write(const void* buffer, unsigned int length);
 
+  /// Writes what the stream still holds, closes the pipe, and waits until the command has ended.
   void Close();
 };
 

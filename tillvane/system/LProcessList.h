@@ -18,16 +18,19 @@ extern TILLVANE_API int gGuiUid;
 /// \return how many there are; 0 when the system does not tell
 TILLVANE_API unsigned int LGetBSDProcessList(kinfo_proc** list);
 
+/// Looks for a process by its name.
 /// \return the number (pid) of the first process of this name, letters of either case, as the locale has them; -1 for
 ///   none
 TILLVANE_API int LGetBSDProcessUid(const char* name);
 
-/// The same, but once a process has been found it is the answer to every further call, whatever name that asks for.
+/// The same as LGetBSDProcessUid(), but once a process has been found it is the answer to every further call, whatever
+/// name that asks for.
 ///
 /// It is remembered under the lock between processes named "UID", for which this waits up to five seconds. A lock that
 /// cannot be had for so long is removed from the system, and the process is not remembered.
 TILLVANE_API int LGetProcessUid(const char* name);
 
+/// Does such a process run?
 /// \return whether there is a process of exactly this name; so never for a name of more than 15 bytes
 TILLVANE_API bool LIsApplicationRunning(const char* name);
 
@@ -35,5 +38,7 @@ TILLVANE_API bool LIsApplicationRunning(const char* name);
 /// 'ttxt', four characters each, the first one in the highest byte.
 ///
 /// Applications whose bundle cannot be read, such as other users' on a system that hides them, are skipped.
+/// \param signature the second code, the application's own
+/// \param type the first code, 'APPL' of an application
 /// \param psn not null; receives the first one's serial number, its pid in the low half; both halves 0 for none
 TILLVANE_API bool LGetPSNFromSignature(unsigned long signature, unsigned long type, ProcessSerialNumber* psn);

@@ -17,8 +17,9 @@
 TILLVANE_API int LRunCommandAndGetOutputAsString(LStringLongTemplate<char>& output, const char* command);
 
 /// Where a program is: a name that begins with '/' as it is, any other as the command `which` finds it; the name is
-/// part of that command's line, so a shell reads it. \param dest room for 260 bytes; what is longer is cut. Empty when
-/// there is no such program
+/// part of that command's line, so a shell reads it.
+/// \param dest room for 260 bytes; what is longer is cut. Empty when there is no such program
+/// \param name of the program, not null
 TILLVANE_API void LUnixExecutableGetAbsolutePath(char* dest, const char* name);
 
 /// Runs a tool with the administrator's rights, for which the system asks the user: the right is named
@@ -36,15 +37,18 @@ TILLVANE_API void LUnixExecutableGetAbsolutePath(char* dest, const char* name);
 /// \param process not asked and not told anything
 /// \param tool an absolute path, or a name for LUnixExecutableGetAbsolutePath(), cut to 259 bytes
 /// \param arguments what it is given, a null at the end; null for nothing
+/// \param echoOutput whether the tool's standard output is copied to this process's
 /// \return 0 it was started, 1 the user cancelled, 2 it was refused or could not be started. A host that ignores its
 ///   children's ends (SIGCHLD) learns of no difference between 1 and 2
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* tool, char* const* arguments,
                                           bool echoOutput);
+/// The same with arguments that may not be written to: the tool gets copies.
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* tool, const char* const* arguments,
                                           bool echoOutput);
 
 /// The same for a line, split by LCommandLineArgumentStringExpander up to the first argument that is empty.
 TILLVANE_API int LRunCommandWithPrivilege(LProcessInterface& process, const char* commandLine, bool echoOutput);
 
+/// The same for a line, by nobody who can be told anything.
 /// \return whether it was started
 TILLVANE_API bool LRunCommandWithPrivilege(const char* commandLine, bool echoOutput);

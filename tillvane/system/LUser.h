@@ -20,9 +20,11 @@ TILLVANE_API bool LSwitchToRoot();
 /// \return false when there is no such user, or the system refuses; what was given up until then stays so
 TILLVANE_API bool LSwitchToUser();
 
+/// Is the user root?
 /// \return whether the process's real user is root; for any other user, whether the environment's "USER" is "root"
 TILLVANE_API bool LIsUserRoot();
 
+/// May the user administer the machine?
 /// \return whether this is root, as LIsUserRoot() has it, or one of the process's supplementary groups is called
 /// "admin"
 TILLVANE_API bool LIsUserAdministrator();

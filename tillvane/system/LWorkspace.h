@@ -16,6 +16,7 @@ TILLVANE_API OSStatus LOpenAddressBook();
 /// \return whether the desktop's file manager took it on; not for null and for an empty path
 TILLVANE_API bool LRevealInFinder(const char* path);
 
-/// These do nothing: there for hosts that call them.
+/// Does nothing: there for hosts that call it.
 TILLVANE_API void LOpenSoundPane();
+/// Does nothing: there for hosts that call it.
 TILLVANE_API void LOpenUniversalAccessPane();

@@ -3,7 +3,8 @@
 namespace commands {
 
 /// Starts a command for `/bin/sh -c`, where it makes no difference without the shell.
-/// \param input,output become its standard streams; -1 for this process's own
+/// \param input becomes its standard input; -1 for this process's own
+/// \param output becomes its standard output; -1 for this process's own
 /// \return the process, to be reaped by platform::WaitForProgram(); -1 with errno when it could not be started. A null
 ///   command cannot
 int StartCommand(const char* command, int input, int output);

@@ -3,14 +3,17 @@
 #include <tillvane/export.h>
 #include <tillvane/text/LStringLong.h>
 
+/// \file
+/// A command line, argument by argument.
+
 /// Splits a command line into its arguments, one after the other. Not synchronised.
 ///
-///   before an argument  characters 1-32 are skipped
-///   space               ends it, but between quotes
-///   "                   opens quotes; the next one closes them and ends the argument there, so that what follows
-///                       at once is the next one. Quotes are not kept
-///   \ and a space       a space, also between quotes; any other \ stands for itself
-///   all else            is kept, tabs too
+///     before an argument  characters 1-32 are skipped
+///     space               ends it, but between quotes
+///     "                   opens quotes; the next one closes them and ends the argument there, so that what follows
+///                         at once is the next one. Quotes are not kept
+///     \ and a space       a space, also between quotes; any other \ stands for itself
+///     all else            is kept, tabs too
 ///
 /// The end of the line ends everything.
 class TILLVANE_API LCommandLineArgumentStringExpander {

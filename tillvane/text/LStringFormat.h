@@ -14,13 +14,13 @@
 ///
 /// The engine knows a part of printf on purpose, on every system the same:
 ///
-///   literal      everything but '%' stands for itself
-///   conversion   '%', then any number of digits and '.', then one conversion letter
-///   s            a text; null writes nothing. Width and precision do not count: the whole text as it is
-///   %            one '%', no argument
-///   e f g        a double
-///   p            a pointer
-///   d i u x X o c  an int (D U O are d u o; C is the C library's wide character in the locale's character set)
+///     literal        everything but '%' stands for itself
+///     conversion     '%', then any number of digits and '.', then one conversion letter
+///     s              a text; null writes nothing. Width and precision do not count: the whole text as it is
+///     %              one '%', no argument
+///     e f g          a double
+///     p              a pointer
+///     d i u x X o c  an int (D U O are d u o; C is the C library's wide character in the locale's character set)
 ///
 /// Nothing else is known. A flag (one of - + # ' or a space), '*', '$' or a length letter (one of h l q j z t L) is
 /// itself taken for the conversion letter: it takes an int and writes nothing, and what follows is literal text. The
@@ -28,7 +28,7 @@
 /// `long` or a `double` where an int is taken is as wrong as it is for the C library.
 ///
 /// Numbers look as the C library writes them, with the locale's decimal point; one conversion gives at most 259
-/// characters, more are cut. A '%' at the very end of a format, also with digits, writes nothing.
+/// characters, more are cut. A `%` at the very end of a format, also with digits, writes nothing.
 ///
 /// A format is not checked against its arguments. Neither of them may lie in the text that is written to. A format that
 /// is null writes nothing. Without memory std::bad_alloc is thrown and the text holds what was written until then. Any
@@ -37,7 +37,7 @@
 /// A writer over a buffer of the caller's. What does not fit is dropped without a word; no terminator is written.
 template <class T>
 struct LFixedLengthStringWriterTemplate {
-  T* buffer;
+  T* buffer;              ///< Where the first unit goes: the caller's, with room for `capacity` units.
   unsigned int length;    ///< Written so far.
   unsigned int capacity;  ///< The most that may be written; room for a terminator is the caller's to keep, beside it.
 };
@@ -47,7 +47,9 @@ struct LFixedLengthStringWriterTemplate {
 template <class T>
 class TILLVANE_API LStringLongTemplateAppender {
  public:
+  /// Writes behind what the text has, which outlives this.
   explicit LStringLongTemplateAppender(LStringLongTemplate<T>& text) : text_(text) {}
+  /// Terminates the text.
   ~LStringLongTemplateAppender() { Terminate(); }
   LStringLongTemplateAppender(const LStringLongTemplateAppender&) = delete;
   LStringLongTemplateAppender& operator=(const LStringLongTemplateAppender&) = delete;
@@ -101,9 +103,11 @@ TILLVANE_API unsigned long sprintf(LFixedLengthStringWriterTemplate<char>& write
 /// \return characters written, negative when it failed
 TILLVANE_API int tprintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+/// \cond instantiations
 extern template TILLVANE_API void tplstrcpy(LFixedLengthStringWriterTemplate<char>&, const char*);
 extern template TILLVANE_API void tplstrcpy(LStringLongTemplateAppender<char>&, const char*);
 extern template TILLVANE_API void tplstrcpy(LStringLongTemplateWriter<char>&, const char*);
 extern template TILLVANE_API unsigned long tplprintf(LFixedLengthStringWriterTemplate<char>&, const char*, va_list);
 extern template TILLVANE_API unsigned long tplprintf(LStringLongTemplateAppender<char>&, const char*, va_list);
 extern template TILLVANE_API unsigned long tplprintf(LStringLongTemplateWriter<char>&, const char*, va_list);
+/// \endcond

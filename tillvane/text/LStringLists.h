@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// Items between commas.
+
 /// Reads one item of a line of items between commas. The caller keeps `position`, the number of characters that are
 /// read, and begins a line with 0, or where the last one ended.
 ///

@@ -2,6 +2,9 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// Growable text.
+
 /// Growable text: units of one width and a terminating 0 unit. It owns its buffer. Not synchronised.
 ///
 /// It is made for `char` (UTF-8 or 8-bit text), `wchar_t` (32-bit code points) and `unsigned short` (UTF-16 units).
@@ -9,11 +12,14 @@
 template <class T>
 class TILLVANE_API LStringLongTemplate {
  public:
-  /// The capacity that formatted output begins with.
-  enum : unsigned int { kFormattedSize = 260 };
+  /// Numbers that other parts of the toolkit know.
+  enum : unsigned int {
+    kFormattedSize = 260  ///< The capacity that formatted output begins with.
+  };
 
   /// An empty text without a buffer.
   LStringLongTemplate() = default;
+  /// Takes the buffer of `other` over, which is an empty text without one afterwards.
   LStringLongTemplate(LStringLongTemplate&& other) noexcept;
   /// Exchanges the two texts.
   LStringLongTemplate& operator=(LStringLongTemplate&& other) noexcept;
@@ -42,8 +48,8 @@ class TILLVANE_API LStringLongTemplate {
   /// \return the buffer
   T* Append(const T* text);
 
-  /// Replaces the text by a copy, in a buffer of exactly its size. It is not null and may be part
-  /// of this one. Only for `char`.
+  /// Replaces the text by a copy, in a buffer of exactly its size. It is not null and may be part of this one. Only for
+  /// `char`.
   LStringLongTemplate& operator=(const T* text);
 
  private:
@@ -63,6 +69,7 @@ class TILLVANE_API LStringLongTemplate {
 };
 
 // Only `char` has these two. They are not constrained: newer compilers write that into the exported names.
+/// \cond instantiations
 template <>
 TILLVANE_API char* LStringLongTemplate<char>::Append(const char* text);
 template <>
@@ -71,5 +78,7 @@ TILLVANE_API LStringLongTemplate<char>& LStringLongTemplate<char>::operator=(con
 extern template class LStringLongTemplate<char>;
 extern template class LStringLongTemplate<wchar_t>;
 extern template class LStringLongTemplate<unsigned short>;
+/// \endcond
 
+/// UTF-8, or 8-bit text.
 using LStringLong = LStringLongTemplate<char>;

@@ -6,8 +6,10 @@
 /// Small things that one does with text and numbers. Texts are terminated and not null. Any thread, unless a function
 /// says otherwise; a text may be changed by one at a time.
 
-// --- Measuring and comparing ---
+/// \name Measuring and comparing
+/// @{
 
+/// Counts units.
 /// \return 16-bit units before the 0 unit
 TILLVANE_API unsigned long lstrlen(const unsigned short* text);
 
@@ -20,13 +22,17 @@ TILLVANE_API int wstrcmp(const wchar_t* a, const wchar_t* b);
 /// \return 0 when the text ends with it; -1 when the suffix is the longer of the two; else what `strcmp` says of the
 ///   text's last characters and the suffix
 TILLVANE_API int tstrcmpend(const char* text, const char* suffix);
+/// @}
 
-// --- Changing in place ---
+/// \name Changing in place
+/// @{
 
-/// Upper and lower case, byte by byte, as the C library's `toupper` and `tolower` have it in the current locale: in
-/// UTF-8 only ASCII letters change.
+/// Upper case, byte by byte, as the C library's `toupper` has it in the current locale: in UTF-8 only ASCII letters
+/// change.
 /// \return the text
 TILLVANE_API char* strupr(char* text);
+/// Lower case, byte by byte, as the C library's `tolower` has it in the current locale.
+/// \return the text
 TILLVANE_API char* strlwr(char* text);
 
 /// Replaces every `from` by `to`. A `from` of 0 replaces nothing; with a `to` of 0 the text becomes several, one behind
@@ -35,21 +41,30 @@ TILLVANE_API char* strlwr(char* text);
 template <class C>
 C* LStringReplaceChar(C* text, C from, C to);
 
+/// \cond instantiations
 extern template TILLVANE_API char* LStringReplaceChar(char*, char, char);
+/// \endcond
+/// @}
 
-// --- Numbers ---
+/// \name Numbers
+/// @{
 
 /// The value of the hexadecimal digits (0-9, a-f, A-F) that a text begins with. No prefix, sign or blank is taken:
 /// "0x1F" is 0. Of more than eight digits the last eight count.
 TILLVANE_API unsigned int atoh(const char* text);
+/// The same as atoh().
 TILLVANE_API unsigned int wtoh(const wchar_t* text);
 
 /// Reverses the order of the bytes.
 TILLVANE_API void LEndianReverse(unsigned short& value);
+/// Reverses the order of the bytes.
 TILLVANE_API void LEndianReverse(unsigned int& value);
+/// Reverses the order of the bytes.
 TILLVANE_API void LEndianReverse(unsigned long long& value);
+/// @}
 
-// --- Random text ---
+/// \name Random text
+/// @{
 
 /// Seeds the C library's `rand` by the time of day. As with `srand`, one thread at a time.
 TILLVANE_API void randomize();
@@ -57,5 +72,7 @@ TILLVANE_API void randomize();
 /// Writes `length` random letters a-z and a terminator: `out` has room for `length` + 1. Calls randomize() first.
 ///
 /// As with `rand`, one thread at a time. Not for secrets: `rand` is seeded by the clock, so that who knows about when
-/// it was called can try all there are. \return `out`
+/// it was called can try all there are.
+/// \return `out`
 TILLVANE_API char* LStringGenerateRandomPassword(char* out, unsigned long length);
+/// @}

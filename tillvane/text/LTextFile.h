@@ -6,9 +6,9 @@
 /// \file
 /// Whole text files, by path.
 ///
-///   plain text         the bytes of the text: no terminator, no mark
-///   UTF-16 with a mark FF FE and 16-bit units with the low byte first; FE FF and the high byte first is only read
-///   UTF-8 with a mark  EF BB BF and the text; only read
+///     plain text          the bytes of the text: no terminator, no mark
+///     UTF-16 with a mark  FF FE and 16-bit units with the low byte first; FE FF and the high byte first is only read
+///     UTF-8 with a mark   EF BB BF and the text; only read
 ///
 /// A loader holds a shared lock of the file and waits up to 1000 ms for it, a saver an exclusive one and waits up to
 /// 500 ms. Then each goes on without: the locks order those who take them, and are `flock`'s. A loader reads once. When
@@ -44,10 +44,12 @@ TILLVANE_API int LLoadTextAutoChar(const char* path, LStringLongTemplate<char>& 
 /// \return what marking it answers: 0, or -1 with errno. That says little about the text: a file system without
 ///   attributes gives -1 to a text that is saved, and a full one may give 0 to a part
 TILLVANE_API int LSaveText(const char* path, const LStringLongTemplate<char>& text);
+/// The same for a C string.
 TILLVANE_API int LSaveText(const char* path, const char* text);
 
 /// The same, behind what the file has.
 TILLVANE_API int LSaveAppendText(const char* path, const LStringLongTemplate<char>& text);
+/// The same for a C string.
 TILLVANE_API int LSaveAppendText(const char* path, const char* text);
 
 /// Replaces a file by a text as UTF-16 with a mark, as LCopyUnicodeFromUTF8() converts it; the file is not marked as

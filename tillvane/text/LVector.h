@@ -2,6 +2,10 @@
 
 #include <tillvane/export.h>
 
+/// \file
+/// An owned array of pointers to texts.
+
+/// An owned array; there is one of pointers to texts only.
 template <class T>
 struct LVector;
 
@@ -11,7 +15,9 @@ struct TILLVANE_API LVector<char*> {
   char** data = nullptr;   ///< Made by array-new; null where there is none.
   unsigned int count = 0;  ///< Slots of the array.
 
+  /// No array.
   LVector() = default;
+  /// Takes the array of `other` over, which has none afterwards.
   LVector(LVector&& other) noexcept;
   /// Exchanges the two arrays.
   LVector& operator=(LVector&& other) noexcept;

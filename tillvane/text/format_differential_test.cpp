@@ -38,7 +38,7 @@ std::string Conversion(Seeded& seeded, const std::string& letters, bool plain_wi
     conversion += '.';
     if (seeded.Below(4) != 0) conversion += std::to_string(seeded.Below(seeded.Below(8) == 0 ? 240 : 22));
   }
-  return conversion + letters[seeded.Below(static_cast<unsigned int>(letters.size()))];
+  return conversion + letters[seeded.Below(letters.size())];
 }
 
 int AnyInt(Seeded& seeded) {

@@ -250,9 +250,9 @@ TEST(Utf8Decode, AllCodePointsInOrder) {
 TEST(Utf8Decode, AnyTextsAndSizes) {
   support::SeededText random(1);
   for (int i = support::SeededCases() / 4; i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::string source = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
+    const std::string source = random.Below(4) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     const std::size_t size =
-        random.Number(3) != 0 ? source.size() + 1 + random.Number(7) : 1 + random.Number(source.size());
+        random.Below(4) != 0 ? source.size() + 1 + random.Below(8) : 1 + random.Below(source.size() + 1);
     const Utf8Answer expected = Utf8Reference(source).Decode(size);
     for (const text::Utf8Path& path : text::Utf8Paths()) {
       GuardedBuffer<wchar_t> buffer(size);
@@ -272,8 +272,8 @@ TEST(Utf8Decode, AnyTextsAndSizes) {
 TEST(Utf8Decode, UnitsAreTheLowBitsOfCodePoints) {
   support::SeededText random(2);
   for (int i = support::SeededCases() / 10; i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::string source = random.Number(1) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
-    const std::size_t size = 1 + random.Number(source.size() + 2);
+    const std::string source = random.Below(2) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
+    const std::size_t size = 1 + random.Below(source.size() + 3);
     const Utf8Answer expected = Utf8Reference(source).Decode(size);
     for (const text::Utf8Path& path : text::Utf8Paths()) {
       GuardedBuffer<unsigned short> buffer(size);

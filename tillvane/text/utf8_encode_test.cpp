@@ -190,7 +190,7 @@ TEST(Utf8Encode, AnyNumbersAndSizes) {
     const std::vector<std::int32_t> values = random.AnyNumbers();
     std::string expected;
     support::ReferenceEncode(values, std::string::npos, &expected);
-    const std::size_t size = random.Number(1) != 0 ? expected.size() + 1 : 1 + random.Number(expected.size() + 40);
+    const std::size_t size = random.Below(2) != 0 ? expected.size() + 1 : 1 + random.Below(expected.size() + 41);
     const int status = support::ReferenceEncode(values, size, &expected);
     ExpectEncoded<wchar_t>(values, size, expected, status);
   }
@@ -202,7 +202,7 @@ TEST(Utf8Encode, AnyUnitsAndSizes) {
     std::vector<std::int32_t> values = random.AnyNumbers();
     for (std::int32_t& value : values) value = (value & 0xFFFF) != 0 ? value & 0xFFFF : 0xD83D;
     std::string expected;
-    const std::size_t size = 1 + random.Number(values.size() * 3 + 3);
+    const std::size_t size = 1 + random.Below(values.size() * 3 + 4);
     const int status = support::ReferenceEncode(values, size, &expected);
     ExpectEncoded<unsigned short>(values, size, expected, status);
   }

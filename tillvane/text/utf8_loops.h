@@ -14,16 +14,16 @@
 ///
 ///   kWindow                 so many ASCII characters at once, an eighth to a half of a block
 ///   Others(from)            which bytes of a block are not ASCII, the first in the lowest bit
-///   NarrowBlock(from, to)   a block of units to bytes; \return which are not ASCII
+///   NarrowBlock(from, to)   a block of units to bytes; answers which are not ASCII
 ///   Widen(from, to)         a window of bytes to units
 ///   Narrow(from, to)        a window of units to bytes
-///   DecodeThrees(from, to)  four sequences of three bytes, of 16 that may be read, to four units; \return whether they
-///                           are that, and legal
+///   DecodeThrees(from, to)  four sequences of three bytes, of 16 that may be read, to four units; answers whether
+///                           they are that, and legal
 ///   DecodeFours(from, to)   four sequences of four bytes; the same
-///   EncodeThrees(from, to)  four units to 12 bytes, stored as 16; \return whether they take three bytes each
+///   EncodeThrees(from, to)  four units to 12 bytes, stored as 16; answers whether they take three bytes each
 ///   EncodeFours(from, to)   four units to 16 bytes; the same
 ///   kVector                 so many bytes are looked at at once for counting
-///   CountVectors(at, n, c)  how many sequences begin in n times so many bytes; \return whether each is as long as its
+///   CountVectors(at, n, c)  how many sequences begin in n times so many bytes; answers whether each is as long as its
 ///                           first byte says. Three bytes before it may be read, where the last sequence may begin
 ///   Continuations(at)       which bytes of a vector continue a sequence
 ///

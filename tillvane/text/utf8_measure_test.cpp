@@ -126,10 +126,9 @@ TEST(Utf8Measure, AnyTextsAndIndexes) {
   support::SeededText random(5);
   for (int i = support::SeededCases() / 8; i > 0 && !testing::Test::HasFailure(); --i) {
     // Some long ones: what is counted at once is longer than what is converted at once.
-    std::string source = random.Number(1) != 0 ? random.LegalUtf8() : random.BrokenUtf8();
-    if (random.Number(15) == 0)
-      source += random.LegalUtf8() + std::string(random.Number(400), 'a') + random.BrokenUtf8();
-    ExpectAsReference(source, random.Number(source.size() + 2));
+    std::string source = random.Below(2) != 0 ? random.LegalUtf8() : random.BrokenUtf8();
+    if (random.Below(16) == 0) source += random.LegalUtf8() + std::string(random.Below(401), 'a') + random.BrokenUtf8();
+    ExpectAsReference(source, random.Below(source.size() + 3));
   }
 }
 

@@ -33,9 +33,11 @@ NSString* StringWithTheCurrencysDigits(NSNumberFormatter* formatter, SEL selecto
   return plain_string_from_number(formatter, selector, number);
 }
 
-/// GNUstep makes its defaults and its number formats at their first use, and loses a little on the way.
+/// GNUstep makes its defaults and its number formats at their first use, and loses a little on the way. What its URLs
+/// need it autoreleases, wherever somebody first names their class.
 void MakeWhatIsMadeOnce() {
   if (__lsan_disable != nullptr) __lsan_disable();
+  [NSURL class];
   [NSUserDefaults standardUserDefaults];
   [NSDecimalNumber decimalNumberWithString:@"1"];
   NSNumberFormatter* const formatter = [[[NSNumberFormatter alloc] init] autorelease];

@@ -74,7 +74,7 @@ TEST(CharsetsBesideIcu, Decoding) {
   support::SeededText random(11);
   std::vector<wchar_t> wide;
   for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::string text = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
+    const std::string text = random.Below(4) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     wide.resize(text.size() + 8);
     const int status = LCopyUTF32FromUTF8(wide.data(), text.c_str(), wide.size());
     EXPECT_EQ(status == 0, IcuDecodes(text)) << status << ": " << Hex(text);
@@ -89,7 +89,7 @@ TEST(CharsetsBesideIconv, Decoding) {
   std::vector<wchar_t> wide;
   std::string converted;
   for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::string text = random.Number(3) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
+    const std::string text = random.Below(4) != 0 ? random.BrokenUtf8() : random.LegalUtf8();
     wide.resize(text.size() + 8);
     const int status = LCopyUTF32FromUTF8(wide.data(), text.c_str(), wide.size());
     const bool is_all = iconv.Convert(text.data(), text.size(), &converted);
@@ -149,7 +149,7 @@ void ExpectEncodedAs(const std::vector<std::int32_t>& values, std::int32_t most,
 TEST(CharsetsBesideIcu, Encoding) {
   support::SeededText random(13);
   for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::vector<std::int32_t> values = random.Number(1) != 0 ? random.AnyNumbers() : random.CodePoints();
+    const std::vector<std::int32_t> values = random.Below(2) != 0 ? random.AnyNumbers() : random.CodePoints();
     ExpectEncodedAs(values, 0x10FFFF, [&](std::size_t begin, std::size_t end, std::string* text) {
       return IcuEncodes(values, begin, end, text);
     });
@@ -162,7 +162,7 @@ TEST(CharsetsBesideIconv, Encoding) {
   Iconv iconv("UTF-8", "WCHAR_T");
   std::string converted;
   for (int i = support::SeededCases(); i > 0 && !testing::Test::HasFailure(); --i) {
-    const std::vector<std::int32_t> values = random.Number(1) != 0 ? random.AnyNumbers() : random.CodePoints();
+    const std::vector<std::int32_t> values = random.Below(2) != 0 ? random.AnyNumbers() : random.CodePoints();
     ExpectEncodedAs(values, 0x7FFFFFFF, [&](std::size_t begin, std::size_t end, std::string* text) {
       const bool is_all = iconv.Convert(values.data() + begin, (end - begin) * sizeof(std::int32_t), &converted);
       *text += converted;

@@ -22,6 +22,11 @@ bool SyncFolder(const std::string& path) {
   return fsync(folder.Get()) == 0 || errno == EINVAL;
 }
 
+StandingName StandingNamesAbove(const std::string& file) {
+  struct stat info;
+  return lstat(file.c_str(), &info) == 0 ? StandingName::kLasts : StandingName::kIsToBeSynced;
+}
+
 bool MakeSyncedFolder(const std::string& path, StandingName standing) {
   if (mkdir(path.c_str(), 0700) == 0) return SyncFolder(ParentOf(path));
   if (errno != EEXIST) return false;

@@ -17,8 +17,11 @@ bool SyncFolder(const std::string& path);
 /// Does the name of a folder that stands last already? Whoever made it may not have come to that.
 enum class StandingName { kLasts, kIsToBeSynced };
 
+/// Of the folders above a file that its maker had made to last before: they do when the file is there.
+StandingName StandingNamesAbove(const std::string& file);
+
 /// Makes a folder, for the user alone; one that stands is left as it is. Its parent has to be there.
 /// \return false with errno
-bool MakeSyncedFolder(const std::string& path, StandingName standing = StandingName::kLasts);
+bool MakeSyncedFolder(const std::string& path, StandingName standing);
 
 }  // namespace platform

@@ -4,7 +4,6 @@
 #include <climits>
 #include <deque>
 #include <map>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/events.h>
+#include <tests/support/seeded.h>
 #include <tests/support/waiting.h>
 #include <tillvane/platform/event_queue.h>
 
@@ -268,14 +268,13 @@ struct Model {
 };
 
 TEST_F(EventQueueLinux, BehavesAsDescribedForAnySequence) {
-  std::mt19937 generator(20240607);
-  const auto random = [&] { return static_cast<unsigned int>(generator()); };
+  support::Seeded seeded(20240607);
   Model model;
   std::size_t queued = 0;
   for (int step = 0; step < 20000; ++step) {
-    const unsigned int choice = random() % 100;
+    const unsigned int choice = seeded.Below(100);
     if (choice < 55) {
-      const unsigned int priority = random() % 3;
+      const unsigned int priority = seeded.Below(3);
       PostTest(static_cast<unsigned int>(step), static_cast<int>(priority));
       model.lists[priority].push_back(step);
       ++queued;
@@ -284,7 +283,7 @@ TEST_F(EventQueueLinux, BehavesAsDescribedForAnySequence) {
       ASSERT_EQ(ReceiveKind(), expected) << "step " << step;
       if (expected >= 0) --queued;
     } else {
-      int divisor = 2 + static_cast<int>(random() % 5);
+      int divisor = 2 + static_cast<int>(seeded.Below(5));
       const auto is_multiple = [](Event* event, void* data) { return KindOf(event) % *static_cast<int*>(data) == 0; };
       const unsigned int expected = model.Flush(divisor);
       ASSERT_EQ(platform::FlushEvents(is_multiple, &divisor), expected) << "step " << step;

@@ -155,4 +155,23 @@ TEST(LockedFileLinux, OnesOwnIsAFileAndNoLinkAndNobodyElses) {
   EXPECT_EQ(errno, EPERM);
 }
 
+TEST(LockedFileLinux, OnlyTheHeldFileItselfIsDeleted) {
+  const TempFolder folder;
+  const std::string path = folder.Write("file", "held");
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(rename(path.c_str(), folder.File("elsewhere").c_str()), 0);
+  platform::DeleteHeld(path.c_str(), file);
+  ASSERT_EQ(symlink("elsewhere", path.c_str()), 0);
+  platform::DeleteHeld(path.c_str(), file);
+  EXPECT_TRUE(support::IsThere(path)) << "a link to it";
+  EXPECT_TRUE(support::IsThere(folder.File("elsewhere")));
+  platform::DeleteHeld(folder.File("elsewhere").c_str(), file);
+  EXPECT_FALSE(support::IsThere(folder.File("elsewhere")));
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  folder.Write("file", "another");
+  platform::DeleteHeld(path.c_str(), file);
+  EXPECT_TRUE(support::IsThere(path)) << "another file";
+  close(file);
+}
+
 }  // namespace

@@ -106,8 +106,7 @@ PreferencesFile::PreferencesFile(std::string folder, std::size_t most)
 
 bool PreferencesFile::MakeFolder() const {
   // Who wrote the file had synced the names of its folders before.
-  struct stat info;
-  const StandingName standing = lstat(path_.c_str(), &info) == 0 ? StandingName::kLasts : StandingName::kIsToBeSynced;
+  const StandingName standing = StandingNamesAbove(path_);
   return MakeSyncedFolder(ParentOf(folder_), standing) && MakeSyncedFolder(folder_, standing);
 }
 

@@ -64,12 +64,14 @@ bool IdentifyFile(const std::string& path, FileNumbers* identity) {
   return true;
 }
 
-bool MakeLedgerFolder(const std::string& path, std::string* error) {
+bool MakeLedgerFolder(const std::string& path, const std::string& ledger, std::string* error) {
+  // Without the ledger, whoever made a folder may have been killed before its name was on the disk.
+  const StandingName standing = StandingNamesAbove(ledger);
   std::string::size_type end = 0;
   do {
     end = path.find('/', end + 1);
     const std::string part = path.substr(0, end);
-    if (MakeSyncedFolder(part)) continue;
+    if (MakeSyncedFolder(part, standing)) continue;
     *error = part + ": " + WithSystemReason("the ledger's folder cannot be used", errno);
     return false;
   } while (end != std::string::npos);

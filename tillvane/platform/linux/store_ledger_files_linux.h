@@ -16,9 +16,10 @@ struct FileNumbers {
 /// A link is not followed. \return false with errno
 bool IdentifyFile(const std::string& path, FileNumbers* numbers);
 
-/// Makes a folder and the missing ones above it, for the user alone; one that stands is left as it is.
-/// \return false with one line in `error` that names the folder
-bool MakeLedgerFolder(const std::string& path, std::string* error);
+/// Makes a folder and the missing ones above it, for the user alone; one that stands is left as it is. Their names
+/// last. \param ledger the file that is made in the folder after this \return false with one line in `error` that names
+/// the folder
+bool MakeLedgerFolder(const std::string& path, const std::string& ledger, std::string* error);
 
 /// Makes an empty ledger file for the user alone; one that stands is left as it is, and not opened.
 bool MakeLedgerFile(const std::string& path, std::string* error);

@@ -244,7 +244,7 @@ bool StoreLedger::BeReady() {
 }
 
 bool StoreLedger::BeAnInstance() {
-  if (!MakeLedgerFolder(folder_, &error_)) return false;
+  if (!MakeLedgerFolder(folder_, path_, &error_)) return false;
   if (!lock_) {
     auto lock = std::make_unique<LedgerLock>(folder_ + "/ledger.lock");
     if (!lock->Open(number_, &error_)) return false;

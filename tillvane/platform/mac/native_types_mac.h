@@ -3,19 +3,6 @@
 #include <Carbon/Carbon.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <sys/sysctl.h>
+#include <tillvane/platform/mac/native_types_foundation_mac.h>
 
 using LPlatformProcessSerialNumber = ProcessSerialNumber;
-
-// The same names for the linker in C++ as in Objective-C++.
-#ifdef __OBJC__
-@class NSMutableArray;
-@class NSString;
-@class NSURL;
-#else
-struct NSMutableArray;
-struct NSString;
-struct NSURL;
-#endif
-using LPlatformString = NSString;
-using LPlatformStringArray = NSMutableArray;
-using LPlatformURL = NSURL;

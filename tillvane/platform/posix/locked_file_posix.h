@@ -11,7 +11,4 @@ namespace platform {
 ///   for what has no locks
 int OpenWithLock(const char* path, int flags, FileLock lock, unsigned int mode);
 
-/// Deletes an open file, but nothing else that was put in its place.
-void DeleteHeld(const char* path, int file);
-
 }  // namespace platform

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+namespace soak {
+
+/// What all workers pass before each round. While it is closed they wait before it, and nothing goes on.
+class Gate {
+ public:
+  /// Waits while the gate is closed. \return false when the run is over
+  bool Pass();
+
+  void Close();
+  void Open();
+  /// Lets everybody through for the last time.
+  void End();
+
+  /// How many wait.
+  unsigned int Waiting();
+
+ private:
+  std::mutex lock_;
+  std::condition_variable changed_;
+  bool is_closed_ = false;
+  bool is_over_ = false;
+  unsigned int waiting_ = 0;
+};
+
+}  // namespace soak

@@ -1,0 +1,105 @@
+#include "judgement.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using soak::Counts;
+using soak::Sample;
+using testing::HasSubstr;
+
+constexpr long kStart = 10000000;
+
+/// So many quiet points, between which what is in use grows by `step`, and wavers by `noise`.
+std::vector<Sample> Samples(int count, long step, long noise = 0) {
+  std::vector<Sample> samples;
+  for (int i = 0; i < count; ++i) {
+    Sample sample;
+    sample.blocks = kStart + i * step + (i % 2 == 0 ? noise : -noise);
+    sample.heap = sample.resident = kStart;
+    samples.push_back(sample);
+  }
+  return samples;
+}
+
+struct CountCase {
+  const char* name;
+  int Counts::*count;
+};
+
+void PrintTo(const CountCase& one, std::ostream* out) { *out << one.name; }
+
+class JudgementCount : public testing::TestWithParam<CountCase> {};
+
+TEST_P(JudgementCount, IsTheSameAtEveryQuietPoint) {
+  const Counts first{5, 4, 3, 2, 1, 6};
+  Counts now = first;
+  EXPECT_EQ(soak::CompareCounts(first, now), "");
+  ++(now.*GetParam().count);
+  EXPECT_THAT(soak::CompareCounts(first, now), testing::StartsWith(std::string(GetParam().name) + ": "));
+  // What shrinks was lost by somebody too.
+  now.*GetParam().count -= 2;
+  EXPECT_THAT(soak::CompareCounts(first, now), testing::StartsWith(std::string(GetParam().name) + ": "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, JudgementCount,
+                         testing::Values(CountCase{"descriptors", &Counts::descriptors},
+                                         CountCase{"threads", &Counts::threads},
+                                         CountCase{"semaphores", &Counts::semaphores},
+                                         CountCase{"shared memory", &Counts::shared_memory},
+                                         CountCase{"children", &Counts::children}, CountCase{"files", &Counts::files}),
+                         [](const auto& one) {
+                           std::string name = one.param.name;
+                           std::replace(name.begin(), name.end(), ' ', '_');
+                           return name;
+                         });
+
+TEST(Judgement, NamesBothCounts) {
+  Counts now;
+  now.threads = 3;
+  EXPECT_EQ(soak::CompareCounts({}, now), "threads: 0 at the first quiet point, 3 now; ");
+}
+
+TEST(Judgement, PassesWhatWavers) { EXPECT_EQ(soak::FindGrowth(Samples(24, 0, 150)), ""); }
+
+TEST(Judgement, FindsSlowGrowthUnderNoise) {
+  // A block three times a second, in windows of five seconds.
+  EXPECT_THAT(soak::FindGrowth(Samples(22, 15, 50)), HasSubstr("number of blocks in use has grown by "));
+}
+
+TEST(Judgement, FindsMemoryThatGrowsWithoutBlocks) {
+  std::vector<Sample> samples = Samples(24, 0);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].heap += static_cast<long>(i) * 50000;
+  EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("memory in use has grown by "));
+}
+
+TEST(Judgement, SaysNothingOfOnePeak) {
+  for (const std::size_t place : {std::size_t{0}, std::size_t{12}, std::size_t{23}}) {
+    std::vector<Sample> samples = Samples(24, 0);
+    samples[place].blocks += 100000;
+    samples[place].heap += 50L * 1024 * 1024;
+    samples[place].resident += 50L * 1024 * 1024;
+    EXPECT_EQ(soak::FindGrowth(samples), "") << place;
+  }
+}
+
+TEST(Judgement, PassesWhatShrinks) { EXPECT_EQ(soak::FindGrowth(Samples(24, -1000)), ""); }
+
+TEST(Judgement, FindsResidentMemory) {
+  std::vector<Sample> samples = Samples(24, 0);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].resident += static_cast<long>(i) * 2 * 1024 * 1024;
+  EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("resident memory has grown by "));
+}
+
+TEST(Judgement, HasNoTrendOfAFewSamples) {
+  EXPECT_EQ(soak::FindGrowth({}), "");
+  EXPECT_EQ(soak::FindGrowth(Samples(5, 10000000)), "");
+  EXPECT_NE(soak::FindGrowth(Samples(6, 10000000)), "");
+}
+
+}  // namespace

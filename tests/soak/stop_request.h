@@ -1,0 +1,26 @@
+#pragma once
+
+#include <atomic>
+#include <thread>
+
+namespace soak {
+
+/// SIGINT and SIGTERM, taken by a thread that waits for nothing else. A handler would miss those that come while a
+/// shell command runs, during which the C library's `system` ignores SIGINT.
+class StopRequest {
+ public:
+  /// Blocks the two for the calling thread and all that it starts.
+  StopRequest();
+  ~StopRequest();
+  StopRequest(const StopRequest&) = delete;
+  StopRequest& operator=(const StopRequest&) = delete;
+
+  bool HasCome() const { return has_come_.load(); }
+
+ private:
+  std::atomic<bool> has_come_{false};
+  std::atomic<bool> is_over_{false};
+  std::thread thread_;
+};
+
+}  // namespace soak
