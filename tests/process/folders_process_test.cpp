@@ -154,7 +154,7 @@ class KilledCopy : public testing::Test {
       EXPECT_TRUE(Contents(copy_) == bytes_);
       unlink(copy_.c_str());
     }
-    EXPECT_GT(call, 20) << "what was traced was no copy";
+    EXPECT_GT(call, 10) << "what was traced was no copy";
   }
 
   void ExpectTheSourceAndNoMoreThanACopy(bool was_there) {
