@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/made_up_home.h>
 #include <tests/support/next_definition.h>
@@ -38,8 +39,7 @@ int open(const char* path, int flags, ...) {
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   if (preferences_error != 0 && std::string(path).ends_with("/preferences")) {
-    errno = preferences_error;
-    return -1;
+    return support::FailNoted(preferences_error);
   }
   return Next(&open, "open")(path, flags, mode);
 }

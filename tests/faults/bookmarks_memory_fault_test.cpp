@@ -1,6 +1,7 @@
 // Grants without memory. The definitions here take the place of the standard library's for everything that is linked
 // into this program.
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <new>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/bookmark_manager.h>
+#include <tests/support/faults.h>
 
 namespace {
 
@@ -17,6 +19,7 @@ int left = INT_MAX;
 int blocks = 0;
 
 void* Allocate(std::size_t size) {
+  if (left == 0) support::NoteFault("new", ENOMEM);
   void* const memory = left > 0 ? std::malloc(size) : nullptr;
   if (memory == nullptr) throw std::bad_alloc();
   if (left != INT_MAX) --left;

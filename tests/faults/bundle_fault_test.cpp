@@ -10,13 +10,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <optional>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/faults.h>
 #include <tests/support/guarded_text.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
@@ -35,12 +35,12 @@ std::string list_path;
 int list_descriptor = -1;
 
 // What a call does instead, while it is set.
-std::function<int()> on_open;
-std::function<int()> on_fstat;
-std::function<ssize_t(void* buffer, size_t size)> on_read;
-std::function<char*()> on_realpath;
-std::function<int()> on_stat;
-std::function<ssize_t()> on_readlink;
+support::Replacement<int()> on_open{"open"};
+support::Replacement<int()> on_fstat{"fstat"};
+support::Replacement<ssize_t(void* buffer, size_t size)> on_read{"read"};
+support::Replacement<char*()> on_realpath{"realpath"};
+support::Replacement<int()> on_stat{"stat"};
+support::Replacement<ssize_t()> on_readlink{"readlink"};
 
 using support::Next;
 

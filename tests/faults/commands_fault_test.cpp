@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tillvane/platform/authorization.h>
@@ -38,11 +39,14 @@ uid_t user;
 /// \return the error that the call is to fail with, 0 for none
 int Fails(const char* call) {
   if (!on_call) return 0;
+  int number = 0;
   for (auto& [name, count] : counts) {
-    if (name == call) return on_call(name, count++);
+    if (name == call) number = count++;
   }
-  counts.emplace_back(call, 1);
-  return on_call(call, 0);
+  if (number == 0) counts.emplace_back(call, 1);
+  const int error = on_call(call, number);
+  if (error != 0) support::NoteFault(call, error);
+  return error;
 }
 
 using support::Next;

@@ -19,6 +19,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/report_recorder.h>
@@ -37,14 +38,14 @@ struct AnyFault {
 /// A call that can fail: always, or the given time; how often it was made is counted.
 struct Fault {
   /// \return true when this call is to fail, with errno
-  bool Strikes() {
+  bool Strikes(const char* call = __builtin_FUNCTION()) {
     ++calls;
     if (++any_fault.calls == any_fault.at) {
-      errno = any_fault.error;
+      support::FailNoted(any_fault.error, call);
       return has_struck = true;
     }
     if (error == 0 || (at != 0 && calls != at)) return false;
-    errno = error;
+    support::FailNoted(error, call);
     return true;
   }
 

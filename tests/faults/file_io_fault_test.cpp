@@ -18,6 +18,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/file_model.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/open_files.h>
@@ -35,10 +36,10 @@ using testing::IsEmpty;
 // The descriptor whose calls are noted, and what they do instead while that is set.
 int watched = -2;
 std::vector<std::string> calls;
-std::function<ssize_t(void* bytes, size_t size)> on_read;
-std::function<ssize_t(const void* bytes, size_t size)> on_write;
-std::function<off_t(off_t offset, int from)> on_lseek;
-std::function<int(struct stat* status)> on_fstat;
+support::Replacement<ssize_t(void* bytes, size_t size)> on_read{"read"};
+support::Replacement<ssize_t(const void* bytes, size_t size)> on_write{"write"};
+support::Replacement<off_t(off_t offset, int from)> on_lseek{"lseek"};
+support::Replacement<int(struct stat* status)> on_fstat{"fstat"};
 
 // No array is allocated while this is set.
 bool is_memory_full = false;
@@ -55,6 +56,7 @@ bool Note(int descriptor, const std::string& call) {
 }  // namespace
 
 void* operator new[](std::size_t size) {
+  if (is_memory_full) support::NoteFault("new", ENOMEM);
   void* const memory = is_memory_full ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;

@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/core/LFileLock.h>
@@ -19,8 +19,8 @@
 namespace {
 
 // What a call does instead; the second one while it is set.
-std::function<int(int descriptor, int operation)> on_flock;
-std::function<int(const timespec* time)> on_nanosleep;
+support::Replacement<int(int descriptor, int operation)> on_flock{"flock"};
+support::Replacement<int(const timespec* time)> on_nanosleep{"nanosleep"};
 
 int FailWith(int error) {
   errno = error;

@@ -17,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
@@ -27,10 +28,10 @@ namespace {
 
 // What a call does instead, while it is set.
 std::function<time_t()> on_time;
-std::function<int()> on_access;
-std::function<int(struct stat* status)> on_fstatat;
-std::function<DIR*()> on_fdopendir;
-std::function<dirent*(dirent* entry)> on_readdir;
+support::Replacement<int()> on_access{"access"};
+support::Replacement<int(struct stat* status)> on_fstatat{"fstatat"};
+support::Replacement<DIR*()> on_fdopendir{"fdopendir"};
+support::Replacement<dirent*(dirent* entry)> on_readdir{"readdir"};
 
 using support::Next;
 

@@ -25,15 +25,16 @@ void Count(std::size_t size) {
 
 }  // namespace
 
+// Visible: for the C library's own calls too, whichever compiler it is.
 extern "C" {
 
-void* malloc(std::size_t size) noexcept {
+[[gnu::visibility("default")]] void* malloc(std::size_t size) noexcept {
   static const auto next = reinterpret_cast<decltype(&malloc)>(dlsym(RTLD_NEXT, "malloc"));
   Count(size);
   return next(size);
 }
 
-void* realloc(void* memory, std::size_t size) noexcept {
+[[gnu::visibility("default")]] void* realloc(void* memory, std::size_t size) noexcept {
   static const auto next = reinterpret_cast<decltype(&realloc)>(dlsym(RTLD_NEXT, "realloc"));
   Count(size);
   return next(memory, size);

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <functional>
 #include <set>
 #include <string>
 #include <utility>
@@ -17,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
@@ -29,8 +29,8 @@ using support::Next;
 namespace {
 
 // What a call does instead, while it is set.
-std::function<int()> on_linkat, on_flock, on_unlink;
-std::function<ssize_t()> on_read, on_write;
+support::Replacement<int()> on_linkat{"linkat"}, on_flock{"flock"}, on_unlink{"unlink"};
+support::Replacement<ssize_t()> on_read{"read"}, on_write{"write"};
 bool has_unnamed_files = true;
 
 int FailWith(int error) {
@@ -77,8 +77,11 @@ namespace {
 class HangDetectorFault : public testing::Test {
  protected:
   ~HangDetectorFault() override {
-    on_linkat = on_flock = on_unlink = {};
-    on_read = on_write = {};
+    on_linkat = {};
+    on_flock = {};
+    on_unlink = {};
+    on_read = {};
+    on_write = {};
     has_unnamed_files = true;
   }
 

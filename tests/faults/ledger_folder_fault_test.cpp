@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
@@ -33,10 +34,7 @@ std::string failing;
 
 extern "C" int fsync(int file) {
   const std::string path = fs::read_symlink("/proc/self/fd/" + std::to_string(file));
-  if (path == failing) {
-    errno = EIO;
-    return -1;
-  }
+  if (path == failing) return support::FailNoted(EIO);
   if (!support::IsThere(ledger)) synced.push_back(path);
   return support::Next(&fsync, "fsync")(file);
 }

@@ -13,17 +13,18 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/background.h>
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/waiting.h>
 #include <tillvane/core/LLockObjectShared.h>
 
 namespace {
 
-std::function<int(int* ends)> on_pipe2;
-std::function<int(pollfd* descriptors, nfds_t count, int ms)> on_poll;
+support::Replacement<int(int* ends)> on_pipe2{"pipe2"};
+support::Replacement<int(pollfd* descriptors, nfds_t count, int ms)> on_poll{"poll"};
 std::function<void()> before_read;
 std::function<void()> before_write;
-std::function<int(const timespec* time)> on_nanosleep;
+support::Replacement<int(const timespec* time)> on_nanosleep{"nanosleep"};
 
 using support::Next;
 

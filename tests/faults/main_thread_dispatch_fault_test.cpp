@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/dispatch.h>
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tests/support/waiting.h>
@@ -47,7 +48,10 @@ std::atomic<long> events_made{0};
 
 void* Allocate(std::size_t size, std::size_t alignment) {
   if (until_then != kNever && until_then-- == 0) {
-    if (then == nullptr) return nullptr;
+    if (then == nullptr) {
+      support::NoteFault("new", ENOMEM);
+      return nullptr;
+    }
     (*std::exchange(then, nullptr))();
   }
   return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
@@ -99,7 +103,9 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
 
 extern "C" int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept {
   static const auto next = support::Next(&pthread_mutexattr_init, "pthread_mutexattr_init");
-  return attributes_fail ? ENOMEM : next(attributes);
+  if (!attributes_fail) return next(attributes);
+  support::NoteFault("pthread_mutexattr_init", ENOMEM);
+  return ENOMEM;
 }
 
 namespace {

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/faults.h>
 #include <tests/support/units.h>
 #include <tillvane/files/LFile.h>
 #include <tillvane/system/LApplicationBundle.h>
@@ -27,7 +28,10 @@ int allocations_left = -1;
 int live = 0;
 
 void* Allocate(std::size_t size) {
-  if (allocations_left == 0) throw std::bad_alloc();
+  if (allocations_left == 0) {
+    support::NoteFault("new", ENOMEM);
+    throw std::bad_alloc();
+  }
   if (allocations_left > 0) --allocations_left;
   void* const memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();

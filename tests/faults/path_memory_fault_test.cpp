@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tillvane/files/LFile.h>
 
 namespace {
@@ -14,6 +15,7 @@ namespace {
 bool has_memory = true;
 
 void* Allocate(std::size_t size) {
+  if (!has_memory) support::NoteFault("new", ENOMEM);
   void* const memory = has_memory ? std::malloc(size) : nullptr;
   if (memory == nullptr) throw std::bad_alloc();
   return memory;

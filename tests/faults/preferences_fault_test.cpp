@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
@@ -35,7 +36,7 @@ std::size_t most_at_once = SIZE_MAX;
 
 bool Fails(const char* call) {
   const int error = on_call ? on_call(call) : 0;
-  if (error != 0) errno = error;
+  if (error != 0) support::FailNoted(error, call);
   return error != 0;
 }
 

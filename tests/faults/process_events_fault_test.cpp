@@ -13,6 +13,7 @@
 
 #include <tests/support/dispatch.h>
 #include <tests/support/events.h>
+#include <tests/support/faults.h>
 #include <tests/support/glib_sources.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
@@ -57,10 +58,7 @@ int gettimeofday(timeval* now, void* zone) noexcept {
   return next(descriptor, bytes, size);
 }
 
-int eventfd(unsigned int, int) noexcept {
-  errno = EMFILE;
-  return -1;
-}
+int eventfd(unsigned int, int) noexcept { return support::FailNoted(EMFILE); }
 
 }  // extern "C"
 

@@ -17,7 +17,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -25,6 +24,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tillvane/core/system_lock_key.h>
 #include <tillvane/system/LProcessList.h>
@@ -39,11 +39,11 @@ int FailWith(int error) {
 }
 
 // What a call does instead, while it is set.
-std::function<int(const char*path)> on_open, on_openat;
-std::function<ssize_t(int descriptor, void* entries, size_t size)> on_getdents64;
-std::function<ssize_t(int descriptor)> on_read;
-std::function<int(int set, int command)> on_semctl;
-std::function<int(const sembuf& operation)> on_semop;
+support::Replacement<int(const char*path)> on_open{"open"}, on_openat{"openat"};
+support::Replacement<ssize_t(int descriptor, void* entries, size_t size)> on_getdents64{"getdents64"};
+support::Replacement<ssize_t(int descriptor)> on_read{"read"};
+support::Replacement<int(int set, int command)> on_semctl{"semctl"};
+support::Replacement<int(const sembuf& operation)> on_semop{"semop"};
 int semget_answer = -1;
 std::optional<unsigned int> links;  // of /proc; 0 when it cannot be asked
 int sleeps = 0;

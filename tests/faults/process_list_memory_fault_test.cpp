@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tillvane/system/LProcessList.h>
 
 namespace {
@@ -19,6 +20,7 @@ bool no_memory = false;
 extern "C" void* malloc(size_t size) noexcept {
   static const auto next = reinterpret_cast<decltype(&malloc)>(dlsym(RTLD_NEXT, "malloc"));
   if (!no_memory) return next(size);
+  support::NoteFault("malloc", ENOMEM);
   errno = ENOMEM;
   return nullptr;
 }

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tillvane/diag/LDebugSignals.h>
 #include <tillvane/diag/signal_handlers.h>
@@ -50,8 +51,7 @@ extern "C" int sigaction(int signal, const struct sigaction* action, struct siga
     calls[count++].action = *action;
   }
   if (action != nullptr && signal == refused) {
-    errno = EINVAL;
-    return -1;
+    return support::FailNoted(EINVAL);
   }
   return support::Next(&sigaction, "sigaction")(signal, action, before);
 }

@@ -9,11 +9,11 @@
 
 #include <cerrno>
 #include <climits>
-#include <functional>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tillvane/core/LProcessInterface.h>
 #include <tillvane/core/LSignalObject.h>
@@ -22,12 +22,12 @@
 namespace {
 
 // What a call does instead, while it is set.
-std::function<int(int* ends)> on_pipe2;
-std::function<int(int descriptor)> on_close;
-std::function<ssize_t(void* bytes, size_t size)> on_read;
-std::function<int(pollfd* descriptors, nfds_t count, int ms)> on_poll;
-std::function<int(timeval* timeout)> on_select;
-std::function<int(const timespec* time, timespec* left)> on_nanosleep;
+support::Replacement<int(int* ends)> on_pipe2{"pipe2"};
+support::Replacement<int(int descriptor)> on_close{"close"};
+support::Replacement<ssize_t(void* bytes, size_t size)> on_read{"read"};
+support::Replacement<int(pollfd* descriptors, nfds_t count, int ms)> on_poll{"poll"};
+support::Replacement<int(timeval* timeout)> on_select{"select"};
+support::Replacement<int(const timespec* time, timespec* left)> on_nanosleep{"nanosleep"};
 
 using support::Next;
 

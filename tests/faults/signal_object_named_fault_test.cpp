@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/support/environment_variable.h>
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
@@ -26,10 +27,11 @@ using support::Next;
 namespace {
 
 // What a call does instead, while it is set.
-std::function<int()> on_socket, on_fchmod, on_listen, on_accept, on_connect;
-std::function<int(pollfd* polled, int ms)> on_poll;
-std::function<ssize_t(int flags)> on_send;
-std::function<ssize_t()> on_read;
+support::Replacement<int()> on_socket{"socket"}, on_fchmod{"fchmod"}, on_listen{"listen"}, on_accept{"accept"},
+    on_connect{"connect"};
+support::Replacement<int(pollfd* polled, int ms)> on_poll{"poll"};
+support::Replacement<ssize_t(int flags)> on_send{"send"};
+support::Replacement<ssize_t()> on_read{"read"};
 /// After each bind.
 std::function<void()> on_bound;
 std::vector<int> backlogs;

@@ -8,13 +8,13 @@
 
 #include <cerrno>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/sockets.h>
 #include <tillvane/net/LProcessSocket.h>
@@ -22,11 +22,11 @@
 namespace {
 
 // What a call does instead, while it is set.
-std::function<int()> on_socket;
-std::function<int(pollfd* polled, int ms)> on_poll;
-std::function<ssize_t(void* buffer, size_t size, int flags)> on_recv;
-std::function<ssize_t(const void* data, size_t size, int flags)> on_send;
-std::function<int()> on_connect;
+support::Replacement<int()> on_socket{"socket"};
+support::Replacement<int(pollfd* polled, int ms)> on_poll{"poll"};
+support::Replacement<ssize_t(void* buffer, size_t size, int flags)> on_recv{"recv"};
+support::Replacement<ssize_t(const void* data, size_t size, int flags)> on_send{"send"};
+support::Replacement<int()> on_connect{"connect"};
 
 using support::Next;
 

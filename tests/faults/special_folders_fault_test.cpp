@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/guarded_text.h>
 #include <tests/support/made_up_home.h>
@@ -49,6 +50,7 @@ int getpwuid_r(uid_t user, passwd* entry, char* buffer, size_t room, passwd** fo
   if (!account->errors.empty()) {
     const int error = account->errors.front();
     account->errors.erase(account->errors.begin());
+    if (error != 0) support::NoteFault("getpwuid_r", error);
     return error;
   }
   if (room < account->room) return ERANGE;
@@ -60,13 +62,12 @@ int getpwuid_r(uid_t user, passwd* entry, char* buffer, size_t room, passwd** fo
 
 int mkdir(const char* path, mode_t mode) noexcept {
   if (!refuses_folders) return Next(&mkdir, "mkdir")(path, mode);
-  errno = EACCES;
-  return -1;
+  return support::FailNoted(EACCES);
 }
 
 char* realpath(const char* path, char* resolved) noexcept {
   if (!refuses_resolving) return Next(&realpath, "realpath")(path, resolved);
-  errno = EACCES;
+  support::FailNoted(EACCES);
   return nullptr;
 }
 

@@ -8,12 +8,12 @@
 
 #include <cerrno>
 #include <cstdarg>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tillvane/core/LSystemLockMutex.h>
 #include <tillvane/core/system_lock_key.h>
@@ -21,11 +21,11 @@
 namespace {
 
 // What a call does instead.
-std::function<int(key_t key, int count, int flags)> on_semget;
-std::function<int(int set, int command, int value)> on_semctl;
-std::function<int(int set, const sembuf& operation)> on_semop;
+support::Replacement<int(key_t key, int count, int flags)> on_semget{"semget"};
+support::Replacement<int(int set, int command, int value)> on_semctl{"semctl"};
+support::Replacement<int(int set, const sembuf& operation)> on_semop{"semop"};
 // While it is set.
-std::function<int(const timespec* time, timespec* left)> on_nanosleep;
+support::Replacement<int(const timespec* time, timespec* left)> on_nanosleep{"nanosleep"};
 
 int FailWith(int error) {
   errno = error;

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/platform/system_version.h>
 #include <tillvane/system/LSystemVersion.h>
@@ -21,7 +22,7 @@ const char* machine = "";
 }  // namespace
 
 extern "C" int uname(utsname* names) noexcept {
-  if (release == nullptr) return -1;
+  if (release == nullptr) return support::FailNoted(EFAULT);
   std::snprintf(names->release, sizeof names->release, "%s", release);
   std::snprintf(names->machine, sizeof names->machine, "%s", machine);
   return 0;

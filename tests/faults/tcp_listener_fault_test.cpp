@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/listeners.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/sockets.h>
@@ -26,11 +27,11 @@ struct Failing {
   std::atomic<int> calls{0};
   std::atomic<int> error{0};
 
-  bool IsNext() {
+  bool IsNext(const char* call = __builtin_FUNCTION()) {
     int left = calls;
     while (left > 0 && !calls.compare_exchange_weak(left, left - 1)) {
     }
-    if (left > 0) errno = error;
+    if (left > 0) support::FailNoted(error, call);
     return left > 0;
   }
 };
@@ -55,7 +56,7 @@ using support::Next;
 [[gnu::noinline]] int Wait(pollfd* polled, nfds_t count, int ms) {
   if (IsListening(polled[0].fd)) {
     ++wait_calls;
-    if (waits.IsNext()) return -1;
+    if (waits.IsNext("poll")) return -1;
     if (both_ready > 0) {
       // The connection has to be there.
       Next(&poll, "poll")(polled, 1, -1);
@@ -108,8 +109,7 @@ int pipe2(int ends[2], int flags) noexcept {
   const bool is_missing = (missing_pipes & 1) != 0;
   missing_pipes >>= 1;
   if (!is_missing) return Next(&pipe2, "pipe2")(ends, flags);
-  errno = EMFILE;
-  return -1;
+  return support::FailNoted(EMFILE);
 }
 
 }  // extern "C"

@@ -21,6 +21,7 @@
 
 #include <gmock/gmock.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/text/LTextFile.h>
@@ -30,13 +31,14 @@ namespace {
 using testing::ElementsAre;
 
 // What a call does instead, while it is set.
-std::function<int(struct stat* status)> on_fstat;
-std::function<int(int operation)> on_flock;
-std::function<int()> on_ftruncate, on_close;
-std::function<ssize_t(void* bytes, size_t size)> on_read;
-std::function<ssize_t(int descriptor, const void* bytes, size_t size)> on_write;
-std::function<int(const char* path, const std::string& name, const std::string& value, int flags)> on_setxattr;
-std::function<int(const timespec* time)> on_nanosleep;
+support::Replacement<int(struct stat* status)> on_fstat{"fstat"};
+support::Replacement<int(int operation)> on_flock{"flock"};
+support::Replacement<int()> on_ftruncate{"ftruncate"}, on_close{"close"};
+support::Replacement<ssize_t(void* bytes, size_t size)> on_read{"read"};
+support::Replacement<ssize_t(int descriptor, const void* bytes, size_t size)> on_write{"write"};
+support::Replacement<int(const char* path, const std::string& name, const std::string& value, int flags)> on_setxattr{
+    "setxattr"};
+support::Replacement<int(const timespec* time)> on_nanosleep{"nanosleep"};
 
 // The calls that were made, while this is set.
 std::vector<std::string>* calls;

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/text/LTextFile.h>
 
@@ -21,7 +22,10 @@ int arrays_left = -1;
 }  // namespace
 
 void* operator new[](std::size_t size) {
-  if (arrays_left == 0) throw std::bad_alloc();
+  if (arrays_left == 0) {
+    support::NoteFault("new", ENOMEM);
+    throw std::bad_alloc();
+  }
   if (arrays_left > 0) --arrays_left;
   void* const memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();

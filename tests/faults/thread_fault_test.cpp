@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/threads.h>
 #include <tests/support/waiting.h>
@@ -34,8 +35,8 @@ std::atomic<int> pclose_error{0};
 using support::Next;
 
 template <class T>
-T Fail(int error, T answer) {
-  errno = error;
+T Fail(int error, T answer, const char* call = __builtin_FUNCTION()) {
+  support::FailNoted(error, call);
   return answer;
 }
 
@@ -45,7 +46,7 @@ extern "C" {
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*entry)(void*), void* data) noexcept {
   if (in_pthread_create) in_pthread_create();
-  if (no_threads) return EAGAIN;
+  if (no_threads) return Fail(EAGAIN, EAGAIN);
   const auto next = Next(&pthread_create, "pthread_create");
   if (slow_start_ms == 0) return next(thread, attributes, entry, data);
   struct Delayed {

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tillvane/diag/LDebugThread.h>
 #include <tillvane/platform/locale_name.h>
 #include <tillvane/system/LCommandLine.h>
@@ -64,16 +65,14 @@ char* setlocale(int category, const char* name) noexcept {
 int getrlimit(__rlimit_resource_t resource, rlimit* limit) noexcept {
   EXPECT_EQ(resource, RLIMIT_NOFILE);
   *limit = open_files;
-  errno = getrlimit_error;
-  return getrlimit_error == 0 ? 0 : -1;
+  return getrlimit_error == 0 ? 0 : support::FailNoted(getrlimit_error);
 }
 
 int setrlimit(__rlimit_resource_t resource, const rlimit* limit) noexcept {
   EXPECT_EQ(resource, RLIMIT_NOFILE);
   calls.push_back("setrlimit " + std::to_string(limit->rlim_cur) + ' ' + std::to_string(limit->rlim_max) +
                   WhatIsDone());
-  errno = setrlimit_error;
-  return setrlimit_error == 0 ? 0 : -1;
+  return setrlimit_error == 0 ? 0 : support::FailNoted(setrlimit_error);
 }
 
 }  // extern "C"

@@ -18,6 +18,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tillvane/system/LUser.h>
 
@@ -26,10 +27,7 @@ namespace {
 constexpr uid_t kUser = 4711;
 constexpr gid_t kUsersGroup = 4712;
 
-int FailWith(int error) {
-  errno = error;
-  return -1;
-}
+using support::FailNoted;
 
 /// Whose process this is, as the system sees it.
 struct Identity {
@@ -61,11 +59,12 @@ long most_groups = 0;
 std::optional<std::vector<gid_t>> own_groups;  // nothing: they cannot be asked for
 
 /// \return 0 when there is an answer
-int AskDatabase(std::size_t room) {
+int AskDatabase(std::size_t room, const char* call = __builtin_FUNCTION()) {
   ++database->questions;
   if (!database->errors.empty()) {
     const int error = database->errors.front();
     database->errors.erase(database->errors.begin());
+    if (error != 0) support::NoteFault(call, error);
     return error;
   }
   return room < database->room ? ERANGE : 0;
@@ -77,17 +76,17 @@ extern "C" {
 
 int initgroups(const char* user, gid_t group) {
   identity->calls.push_back("initgroups " + std::string(user) + ' ' + std::to_string(group));
-  return identity->IsRoot() && !identity->refuses_groups ? 0 : FailWith(EPERM);
+  return identity->IsRoot() && !identity->refuses_groups ? 0 : FailNoted(EPERM);
 }
 
 int setgid(gid_t group) noexcept {
   identity->calls.push_back("setgid " + std::to_string(group));
-  return identity->IsRoot() && !identity->refuses_group ? 0 : FailWith(EPERM);
+  return identity->IsRoot() && !identity->refuses_group ? 0 : FailNoted(EPERM);
 }
 
 int setuid(uid_t user) noexcept {
   identity->calls.push_back("setuid " + std::to_string(user));
-  if (identity->refuses_user || (!identity->IsRoot() && !identity->Has(user))) return FailWith(EPERM);
+  if (identity->refuses_user || (!identity->IsRoot() && !identity->Has(user))) return FailNoted(EPERM);
   if (identity->IsRoot()) identity->real = identity->saved = user;
   identity->effective = user;
   return 0;
@@ -95,14 +94,14 @@ int setuid(uid_t user) noexcept {
 
 int seteuid(uid_t user) noexcept {
   identity->calls.push_back("seteuid " + std::to_string(user));
-  if (!identity->IsRoot() && !identity->Has(user) && !identity->root_always_returns) return FailWith(EPERM);
+  if (!identity->IsRoot() && !identity->Has(user) && !identity->root_always_returns) return FailNoted(EPERM);
   identity->effective = user;
   return 0;
 }
 
 int setreuid(uid_t real, uid_t effective) noexcept {
   identity->calls.push_back("setreuid " + std::to_string(real) + ' ' + std::to_string(effective));
-  if (!identity->IsRoot() && !(identity->Has(real) && identity->Has(effective))) return FailWith(EPERM);
+  if (!identity->IsRoot() && !(identity->Has(real) && identity->Has(effective))) return FailNoted(EPERM);
   identity->real = real;
   identity->effective = identity->saved = effective;
   return 0;
@@ -110,7 +109,7 @@ int setreuid(uid_t real, uid_t effective) noexcept {
 
 int setregid(gid_t real, gid_t effective) noexcept {
   identity->calls.push_back("setregid " + std::to_string(real) + ' ' + std::to_string(effective));
-  return FailWith(EPERM);
+  return FailNoted(EPERM);
 }
 
 gid_t getgid() noexcept { return kUsersGroup; }
@@ -145,10 +144,10 @@ long sysconf(int name) noexcept {
 }
 
 int getgroups(int size, gid_t* groups) noexcept {
-  if (!own_groups.has_value()) return FailWith(EINVAL);
+  if (!own_groups.has_value()) return FailNoted(EINVAL);
   const int count = static_cast<int>(own_groups->size());
   if (size == 0) return count;
-  if (size < count) return FailWith(EINVAL);
+  if (size < count) return FailNoted(EINVAL);
   std::copy(own_groups->begin(), own_groups->end(), groups);
   return count;
 }

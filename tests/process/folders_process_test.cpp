@@ -14,6 +14,7 @@
 
 #include <tests/process/call_tracer.h>
 #include <tests/support/child_process.h>
+#include <tests/support/faults.h>
 #include <tests/support/files.h>
 #include <tests/support/temp_folder.h>
 #include <tests/support/waiting.h>
@@ -113,7 +114,10 @@ class KilledAt {
     EXPECT_EQ(write(start[1], "", 1), 1);
     is_killed_ = !is_traced_ || tracer.RunToCall(call);
     status_ = tracer.EndStatus();
-    if (is_killed_) kill(child, SIGKILL);
+    if (is_killed_) {
+      support::NoteFault("process", 0, "killed");
+      kill(child, SIGKILL);
+    }
     if (is_killed_) waitpid(child, nullptr, 0);
     for (const int end : start) close(end);
   }
@@ -150,7 +154,7 @@ class KilledCopy : public testing::Test {
       EXPECT_TRUE(Contents(copy_) == bytes_);
       unlink(copy_.c_str());
     }
-    EXPECT_GT(call, 20) << "what was traced was no copy";
+    EXPECT_GT(call, 10) << "what was traced was no copy";
   }
 
   void ExpectTheSourceAndNoMoreThanACopy(bool was_there) {

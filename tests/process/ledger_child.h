@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tests/support/faults.h>
 #include <tests/support/temp_folder.h>
 
 namespace support {
@@ -72,6 +73,7 @@ class LedgerChild {
   }
 
   void Kill() {
+    NoteFault("process", 0, "killed");
     kill(pid_, SIGKILL);
     int status = 0;
     EXPECT_EQ(waitpid(pid_, &status, 0), pid_);

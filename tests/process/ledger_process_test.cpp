@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <tests/process/ledger_child.h>
+#include <tests/support/faults.h>
 #include <tests/support/sqlite_file.h>
 #include <tests/support/temp_folder.h>
 #include <tillvane/platform/linux/store_ledger_linux.h>
@@ -158,6 +159,7 @@ TEST_F(LedgerProcessTest, AForkedChildKeepsItsParentsInstanceAlive) {
   ledger.reset();
   StoreLedger other(folder.Path());
   EXPECT_EQ(Take(other).size(), 0U);
+  support::NoteFault("process", 0, "killed");
   kill(child, SIGKILL);
   EXPECT_EQ(waitpid(child, nullptr, 0), child);
   EXPECT_EQ(Take(other).size(), 1U);

@@ -34,6 +34,7 @@
 #include <vector>
 
 #include <tests/support/child_process.h>
+#include <tests/support/faults.h>
 #include <tests/support/next_definition.h>
 #include <tests/support/open_descriptors.h>
 #include <tests/support/polkit_agent.h>
@@ -58,8 +59,7 @@ int read_error = 0;  ///< of the next read of one byte
 // In place of the C library's.
 extern "C" ssize_t read(int file, void* bytes, size_t size) {
   if (size == 1 && read_error != 0) {
-    errno = std::exchange(read_error, 0);
-    return -1;
+    return support::FailNoted(std::exchange(read_error, 0));
   }
   return support::Next(&read, "read")(file, bytes, size);
 }

@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <tests/support/faults.h>
+
 namespace support {
 
 namespace {
@@ -93,15 +95,19 @@ ChildProcess::ChildProcess(const std::vector<std::string>& command, const std::v
 }
 
 ChildProcess::~ChildProcess() {
-  Signal(SIGKILL);
-  if (IsStarted() && !ended_) Reap(0);
+  if (IsStarted() && !ended_) {
+    kill(pid_, SIGKILL);
+    Reap(0);
+  }
   for (const Stream& stream : streams_) {
     if (stream.descriptor >= 0) close(stream.descriptor);
   }
 }
 
 void ChildProcess::Signal(int signal) const {
-  if (IsStarted() && !ended_) kill(pid_, signal);
+  if (!IsStarted() || ended_) return;
+  if (signal == SIGKILL) NoteFault("process", 0, "killed");
+  kill(pid_, signal);
 }
 
 bool ChildProcess::WaitForOutput(const std::string& text, unsigned int ms) {

@@ -70,7 +70,6 @@ class Reader {
     Number(&size);
     *text = Raw(size);
   }
-  bool IsGood() const { return is_good_; }
   bool IsAtEnd() const { return is_good_ && rest_.empty(); }
 
  private:
