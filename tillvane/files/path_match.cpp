@@ -69,13 +69,11 @@ bool LFile::IsMatch(const char* pattern, const char* name) {
     if (*pattern == '\0') return *name == '\0';
     if (*name == '\0' || !Fits(*pattern, *name)) return false;
   }
-  // One look at each of its characters: most patterns are shorter than a call is worth.
-  const char *const pieces = pattern + 1, *last = pieces, *end = pieces;
-  for (; *end != '\0'; ++end) {
-    if (*end == '*') last = end + 1;
-  }
   std::string_view rest = name;
-  if (!EndsWith(rest, {last, static_cast<std::size_t>(end - last)})) return false;
-  rest.remove_suffix(static_cast<std::size_t>(end - last));
-  return last == pieces || HasPieces(rest, {pieces, static_cast<std::size_t>(last - 1 - pieces)});
+  const std::string_view pieces = pattern + 1;
+  const std::size_t last_star = pieces.rfind('*');
+  const std::string_view last = pieces.substr(last_star == std::string_view::npos ? 0 : last_star + 1);
+  if (!EndsWith(rest, last)) return false;
+  rest.remove_suffix(last.size());
+  return last_star == std::string_view::npos || HasPieces(rest, pieces.substr(0, last_star));
 }
