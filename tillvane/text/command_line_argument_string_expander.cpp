@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include <tillvane/text/LCommandLineArgumentStringExpander.h>
+#include <tillvane/text/copy_short.h>
 
 // The order and the widths of the fields are part of the binary interface.
 struct LCommandLineArgumentStringExpanderLayout {
@@ -37,7 +38,7 @@ const char* SkipBlanks(const char* at) {
 void Add(LStringLong& argument, const char* begin, std::size_t count) {
   const unsigned long length = argument.size(), size = length + count + 1;
   if (argument.capacity() < size) argument.GrowToSize(std::max(size, 2 * length));
-  std::copy_n(begin, count, argument.data() + length);
+  text::CopyShort(argument.data() + length, begin, count);
   argument.SetLength(length + count);
 }
 

@@ -10,6 +10,7 @@
 // The spaces of an item that come before anything else is kept, and those after all else, are not part of it; the
 // spaces of a quoted part are. Two quotes in a row are an empty quoted part: they vanish and never stand for a quote.
 
+#include <algorithm>
 #include <array>
 
 #include <tillvane/text/LStringLists.h>
@@ -28,6 +29,10 @@ constexpr std::array<Kind, 256> kKinds = [] {
   return kinds;
 }();
 
+/// Most bytes need no look into the table, which would tell later where an item ends.
+bool IsSurelyPlain(char c) { return static_cast<unsigned char>(c) > ','; }
+static_assert(std::all_of(kKinds.begin() + ',' + 1, kKinds.end(), [](Kind kind) { return kind == kPlain; }));
+
 Kind KindOf(char c) { return kKinds[static_cast<unsigned char>(c)]; }
 
 /// An item in the caller's buffer, cut to the room that there is.
@@ -39,6 +44,16 @@ class Item {
   void Add(char c) {
     Store(c);
     without_spaces_ = end_;
+  }
+
+  /// Adds the bytes that begin here and are surely plain. \return their end
+  const char* AddPlain(const char* at) {
+    if (!IsSurelyPlain(*at)) return at;
+    do {
+      Store(*at++);
+    } while (IsSurelyPlain(*at));
+    without_spaces_ = end_;
+    return at;
   }
 
   /// A space outside quotes: dropped before all else, and at the end if nothing comes after it.
@@ -69,6 +84,7 @@ bool GetCSVListItem(const char* text, unsigned long& position, char* item, unsig
   if (text == nullptr) return kept.Finish();
   const char* at = text + position;
   for (;; ++at) {
+    at = kept.AddPlain(at);
     const Kind kind = KindOf(*at);
     if (kind == kPlain) {
       kept.Add(*at);

@@ -47,8 +47,30 @@ TEST(StringURI, EveryByteHasItsForm) {
   }
 }
 
+TEST(StringURI, EveryByteHasItsFormWithinALongText) {
+  const std::string kept = "The-long_name.of!something~2024-and.of_nothing.else";
+  for (int c = 1; c < 256; ++c) {
+    const char one[] = {static_cast<char>(c), '\0'};
+    const std::string form = Encode(one, 10);
+    for (const std::size_t place : {0, 7, 15, 16, 31, 46}) {
+      for (std::size_t length = 48; length <= kept.size(); ++length) {
+        std::string text = kept.substr(0, length), expected = text;
+        text[place] = one[0];
+        expected.replace(place, 1, form);
+        EXPECT_EQ(Encode(text.c_str(), 200), expected) << c << " at " << place;
+      }
+    }
+  }
+}
+
 TEST(StringURI, AFullWriterMayEndWithinAnEscape) {
-  const std::string texts[] = {"a b/\xC3\xA9", "abcdefgh", "      ", " a b c d e", "a"};
+  const std::string texts[] = {"a b/\xC3\xA9",
+                               "abcdefgh",
+                               "      ",
+                               " a b c d e",
+                               "a",
+                               std::string(24, ' '),
+                               "a-long_name.that-needs_none(of.them)but here and-there"};
   for (const std::string& text : texts) {
     const std::string all = Encode(text.c_str(), 200);
     for (unsigned int capacity = 0; capacity <= all.size() + 5; ++capacity) {
