@@ -224,8 +224,8 @@ processes do meanwhile, though not what they do to the caches; *wall clock* leav
 
 - The dot is that ratio, the thick bar goes from quartile to quartile of the same ratio in single repetitions, the thin
   line from the least to the most. The line at 1 is the peer. A long bar says: look with care, measure again.
-  The dot is a ratio of two medians, the bar one of single pairs: a dot outside its bar means that the machine changed
-  meanwhile.
+  The dot is a ratio of two medians; the bar is of single pairs, each repetition of ours with each of the peer's, since
+  they run in random order. So the dot always lies in its bar.
 - The upright tick is the goal: how much of the peer's time ours may take. No tick, no goal: the peer shows something
   else.
 - The diamond is the physical limit where there is one: where the dot would be if ours did nothing but what no way can
