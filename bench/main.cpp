@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
     results.BeginFamily(family.name);
     family.run(line.options, &results);
     // After each, so that a run that is interrupted leaves what it has.
-    if (!line.json.empty() && !results.Write(line.json, line.options.quick)) {
+    if (!line.json.empty() && !results.Write(line.json, line.options.quick, line.only)) {
       std::fprintf(stderr, "run_bench: '%s' could not be written\n", line.json.c_str());
       return 1;
     }

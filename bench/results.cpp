@@ -65,7 +65,9 @@ Json ToJson(const Machine& machine) {
 
 Ratio RatioOf(const std::vector<double>& ours, const std::vector<double>& peer) {
   std::vector<double> ratios;
-  for (std::size_t i = 0; i < std::min(ours.size(), peer.size()); ++i) ratios.push_back(ours[i] / peer[i]);
+  for (const double one : ours) {
+    for (const double other : peer) ratios.push_back(one / other);
+  }
   return {Median(ours) / Median(peer), Percentile(ratios, 0), Percentile(ratios, 25), Percentile(ratios, 75),
           Percentile(ratios, 100)};
 }
@@ -126,7 +128,7 @@ void Results::Print() const {
   }
 }
 
-bool Results::Write(const std::string& path, bool is_quick) const {
+bool Results::Write(const std::string& path, bool is_quick, const std::string& only) const {
   Json families = Json::array();
   for (const Family& family : families_) {
     families.push_back({{"name", family.name},
@@ -136,6 +138,7 @@ bool Results::Write(const std::string& path, bool is_quick) const {
                         {"failures", family.failures}});
   }
   const Json json = {{"is_quick", is_quick},
+                     {"only", only},
                      {"machine", ToJson(ThisMachine())},
                      {"load_at_begin", load_at_begin_},
                      {"load_at_end", Load()},

@@ -10,12 +10,13 @@
 
 namespace bench {
 
-/// Ours through a peer's: of the medians, and of single repetitions the least, the quartiles and the most.
+/// Ours through a peer's: of the medians, and of single repetitions, each of ours with each of the peer's, the least,
+/// the quartiles and the most. The ratio of medians always lies between the quartiles.
 struct Ratio {
   double of_medians = 0, least = 0, lower = 0, upper = 0, most = 0;
 };
 
-/// Repetitions of the same number ran at about the same time: their ratios show the spread.
+/// The repetitions run in random order: none of ours belongs to one of the peer's.
 Ratio RatioOf(const std::vector<double>& ours, const std::vector<double>& peer);
 
 /// What a peer took, and ours through it.
@@ -71,8 +72,9 @@ class Results {
 
   void Print() const;
   bool HasFailed() const;
-  /// As JSON, with what the machine is. \return whether it could be written
-  bool Write(const std::string& path, bool is_quick) const;
+  /// As JSON, with what the machine is, and which family alone was asked for, if any.
+  /// \return whether it could be written
+  bool Write(const std::string& path, bool is_quick, const std::string& only) const;
 
  private:
   struct Family {

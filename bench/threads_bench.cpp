@@ -115,19 +115,13 @@ double StopOne() {
   return duration<double, std::nano>(steady_clock::now() - begin).count();
 }
 
-/// The ratio of medians, and for its spread the medians of so many runs of rounds as other measurements have
-/// repetitions.
-Ratio RatioOfRuns(const std::vector<double>& ours, const std::vector<double>& theirs) {
+/// The medians of as many runs of rounds as other measurements have repetitions.
+std::vector<double> MediansOfRuns(const std::vector<double>& times) {
   constexpr std::size_t kRuns = 15;
-  const auto medians = [](const std::vector<double>& times) {
-    const auto run = static_cast<std::ptrdiff_t>(times.size() / kRuns);
-    std::vector<double> all;
-    for (auto at = times.begin(); times.end() - at >= run; at += run) all.push_back(Median({at, at + run}));
-    return all;
-  };
-  Ratio ratio = RatioOf(medians(ours), medians(theirs));
-  ratio.of_medians = Median(ours) / Median(theirs);
-  return ratio;
+  const auto run = static_cast<std::ptrdiff_t>(times.size() / kRuns);
+  std::vector<double> medians;
+  for (auto at = times.begin(); times.end() - at >= run; at += run) medians.push_back(Median({at, at + run}));
+  return medians;
 }
 
 /// Rounds of both in turn, on one core, and the percentiles of their times.
@@ -141,10 +135,11 @@ void RunStops(int cpu, const Options& options, Results* results) {
     theirs.push_back(StopOne<ConditionSleeper>());
   }
   std::printf("\n%-48s %10s  %10s\n", "threads: stop request to the end", "p50 ns", "p99 ns");
-  const double p50[] = {Percentile(ours, 50), Percentile(theirs, 50)};
+  const std::vector<double> runs[] = {MediansOfRuns(ours), MediansOfRuns(theirs)};
+  const double p50[] = {Median(runs[0]), Median(runs[1])};
   std::printf("    %-44s %10.0f  %10.0f\n", "LThread: StopThreadAndWait", p50[0], Percentile(ours, 99));
   std::printf("    %-44s %10.0f  %10.0f\n", "std::condition_variable, join", p50[1], Percentile(theirs, 99));
-  const PeerResult result = {"std::condition_variable, join", p50[1], RatioOfRuns(ours, theirs), goal};
+  const PeerResult result = {"std::condition_variable, join", p50[1], RatioOf(runs[0], runs[1]), goal};
   std::printf("    %-44s %10.3f  %10.3f  <= %.2f  %s\n", "ours/this", result.ratio.of_medians,
               Percentile(ours, 99) / Percentile(theirs, 99), goal, result.IsMet() ? "yes" : "NO");
   results->Add({"stop request to the end of a thread, on one core",

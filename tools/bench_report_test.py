@@ -8,6 +8,7 @@ import json
 import os
 import tempfile
 import unittest
+from pathlib import Path
 import xml.etree.ElementTree
 
 import bench_picture
@@ -35,7 +36,7 @@ def family(name, *tables, bounds=(), left_out=(), failures=()):
 
 
 def results(*families):
-    return {"is_quick": False, "load_at_begin": [0.5, 1, 2], "load_at_end": [1, 2.25, 3], "seconds": 600,
+    return {"is_quick": False, "only": "", "load_at_begin": [0.5, 1, 2], "load_at_end": [1, 2.25, 3], "seconds": 600,
             "machine": {"processors": 2, "kernel": "Linux 6", "compiler": "GNU 12", "c_library": "2.36",
                         "temporary_files": "ext4"},
             "families": list(families)}
@@ -81,6 +82,13 @@ class Reading(unittest.TestCase):
             with self.subTest(name=name, wrong=wrong):
                 self.assertIn(f"'{name}' is no ", self.refusal(whole))
 
+    def test_a_dot_outside_its_bar_is_refused(self):
+        for name, wrong in [("least", 0.75), ("lower", 0.81), ("upper", 0.79), ("most", 0.85)]:
+            whole = results(copy.deepcopy(FOLDERS))
+            whole["families"][0]["tables"][0]["peers"][0][name] = wrong
+            with self.subTest(name=name):
+                self.assertIn("'list', 'fts': its ratio and the spread are not in order", self.refusal(whole))
+
     def test_nothing_measured_is_refused(self):
         self.assertIn("no family", self.refusal(results()))
 
@@ -121,6 +129,14 @@ class Pages(unittest.TestCase):
         self.assertIn("A quick run", page)
         self.assertIn("./dev bench --report --quick", page)
 
+    def test_a_run_of_one_family_says_which(self):
+        whole = results(FOLDERS)
+        self.assertIn("which measures everything again", bench_report.index_page(whole))
+        whole.update(only="folders", is_quick=True)
+        page = bench_report.index_page(whole)
+        self.assertIn("    ./dev bench --report --quick --only=folders\n", page)
+        self.assertIn("which measures this one family again", page)
+
     def test_what_was_not_measured_is_told(self):
         page = bench_report.index_page(results({**FOLDERS, "failures": ["no disk"]}))
         self.assertIn("- a million files: it takes an hour.", page)
@@ -138,29 +154,34 @@ class Pages(unittest.TestCase):
 
 
 class Report(unittest.TestCase):
-    def run_on(self, whole):
-        """The exit status, what was complained about, and the names of what was written."""
+    def run_on(self, whole, *options):
+        """The exit status, what was complained about, and what was written, by name."""
         with tempfile.TemporaryDirectory() as folder:
             source, target = os.path.join(folder, "results.json"), os.path.join(folder, "report")
             with open(source, "w", encoding="utf-8") as file:
                 json.dump(whole, file)
             errors = io.StringIO()
             with contextlib.redirect_stderr(errors), contextlib.redirect_stdout(io.StringIO()):
-                status = bench_report.main([source, target])
-            return status, errors.getvalue(), sorted(os.listdir(target)) if os.path.isdir(target) else []
+                status = bench_report.main([*options, source, target])
+            written = sorted(Path(target).iterdir()) if os.path.isdir(target) else []
+            return status, errors.getvalue(), {path.name: path.read_text(encoding="utf-8") for path in written}
 
     def test_pages_and_pictures_are_written(self):
         status, errors, written = self.run_on(results(FOLDERS, family("tick", bounds=[bound("late", 1, 5)])))
         self.assertEqual((status, errors), (0, ""))
-        self.assertEqual(written, ["README.md", "folders.md", "folders.svg", "tick.md", "tick.svg"])
+        self.assertEqual(list(written), ["README.md", "folders.md", "folders.svg", "tick.md", "tick.svg"])
 
-    def test_a_missed_goal_without_a_note_is_an_error(self):
+    def test_a_missed_goal_without_a_note_is_an_error_for_who_is_strict(self):
         for missed in (family("one", table("walk", peer("fts", 2, 1, " "))), family("one", bounds=[bound("walk", 2, 1)])):
             status, errors, written = self.run_on(results(missed))
+            self.assertEqual((status, errors), (0, ""))
+            for page in ("README.md", "one.md"):
+                self.assertRegex(written[page], r"- \*\*one: walk.*\*\*No note says why\.\*\*")
+            status, errors, strictly_written = self.run_on(results(missed), "--strict")
             self.assertEqual(status, 1)
             self.assertIn("one: walk", errors)
             self.assertIn("no note says why", errors)
-            self.assertIn("README.md", written)
+            self.assertEqual(strictly_written, written)
 
     def test_a_failed_measurement_is_an_error(self):
         status, errors, written = self.run_on(results(family("one", failures=["no disk"])))
@@ -170,7 +191,7 @@ class Report(unittest.TestCase):
 
     def test_bad_results_are_refused_before_anything_is_written(self):
         status, errors, written = self.run_on({})
-        self.assertEqual((status, written), (2, []))
+        self.assertEqual((status, written), (2, {}))
         self.assertIn("is missing", errors)
 
     def test_a_file_that_is_not_there(self):
@@ -180,7 +201,8 @@ class Report(unittest.TestCase):
 
     def test_a_wrong_number_of_arguments_shows_the_usage(self):
         with contextlib.redirect_stderr(io.StringIO()) as errors:
-            self.assertEqual(bench_report.main([]), 2)
+            for arguments in ([], ["--strict", "results.json"], ["results.json", "folder", "--strict"]):
+                self.assertEqual(bench_report.main(arguments), 2)
         self.assertIn("usage:", errors.getvalue())
 
 

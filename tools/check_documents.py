@@ -1,22 +1,23 @@
 #!/usr/bin/env python3
 """Holds the documents to the tree.
 
-- Each link of a Markdown page that leads into the tree leads to a file or folder, and to a heading that is there.
+- Each link of a Markdown page, wherever in the tree it is, that leads into the tree leads to a file or folder, and to a heading that is there.
 - Each page of docs/ is linked from docs/README.md.
 - docs/what-works-where.md: each public header, each test of tests/process, tests/faults and tests/mac/gnustep, each
   stress test and each fuzz target stands in exactly one row of its first table, and whatever stands there exists.
 """
 
 import re
+import subprocess
 import sys
 from pathlib import Path
+
+import docs
 
 TABLE = "docs/what-works-where.md"
 INDEX = "docs/README.md"
 
 LINK = re.compile(r"\]\(([^)\s]+)\)")
-FENCE = re.compile(r"^```.*?^```$", re.M | re.S)
-HEADING = re.compile(r"^#+ (.+)$", re.M)
 
 # What a column's words name: folder, and how a file's name goes on behind the word.
 TESTS = {
@@ -30,18 +31,17 @@ KIND = re.compile(r"\b(process|faults|fuzz|stress|GNUstep)((?: `[a-z0-9_]+`)+)")
 
 
 def pages(root):
-    return [page for page in sorted(root.glob("*.md")) + sorted((root / "docs").rglob("*.md"))]
-
-
-def anchor(heading):
-    return re.sub(r"[^\w\- ]", "", heading.strip().lower()).replace(" ", "-")
+    """The Markdown pages that are kept, or will be: what was built and what was installed has pages of its own."""
+    listed = subprocess.run(["git", "-c", f"safe.directory={root}", "ls-files", "-z", "--cached", "--others",
+                             "--exclude-standard", "--", "*.md"], cwd=root, capture_output=True, text=True, check=True)
+    return [root / name for name in sorted(set(listed.stdout.split("\0")) - {""}) if (root / name).exists()]
 
 
 def check_links(root):
     findings = []
     for page in pages(root):
         text = page.read_text(encoding="utf-8")
-        for link in LINK.findall(FENCE.sub("", text)):
+        for link in LINK.findall(docs.FENCE.sub("", text)):
             if "://" in link or link.startswith("mailto:"):
                 continue
             path, _, fragment = link.partition("#")
@@ -49,7 +49,7 @@ def check_links(root):
             name = page.relative_to(root)
             if not target.exists():
                 findings.append(f"{name}: links to {link}, which is not there")
-            elif fragment and fragment not in map(anchor, HEADING.findall(target.read_text(encoding="utf-8"))):
+            elif fragment and (target.suffix != ".md" or fragment not in docs.slugs(target)):
                 findings.append(f"{name}: links to {link}, a heading that is not there")
     return findings
 

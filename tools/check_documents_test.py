@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Breaks what check_documents.py holds the documents to, in a tree of its own, and wants each breach found."""
 
+import subprocess
 import tempfile
 import unittest
 from pathlib import Path
@@ -40,6 +41,7 @@ class Documents(unittest.TestCase):
                     continue
                 (root / path).parent.mkdir(parents=True, exist_ok=True)
                 (root / path).write_text(text, encoding="utf-8")
+            subprocess.run(["git", "init", "--quiet", root], check=True)
             return check_documents.check(root)
 
     def table(self, old, new):
@@ -56,6 +58,28 @@ class Documents(unittest.TestCase):
     def test_link_to_a_heading_that_is_not_there(self):
         self.assertEqual(self.check({"README.md": "[x](docs/page.md#three)"}),
                          ["README.md: links to docs/page.md#three, a heading that is not there"])
+
+    def test_second_heading_of_a_name_has_a_number(self):
+        page = {"docs/page.md": "# A page\n\n## Two words!\n\n## Two words\n"}
+        self.assertEqual(self.check({**page, "README.md": "[1](docs/page.md#two-words) [2](docs/page.md#two-words-1)"}), [])
+        self.assertEqual(self.check({**page, "README.md": "[3](docs/page.md#two-words-2)"}),
+                         ["README.md: links to docs/page.md#two-words-2, a heading that is not there"])
+
+    def test_comment_in_a_block_of_code_is_no_heading(self):
+        page = {"docs/page.md": "## Two words\n\n```sh\n## then this\n```\n"}
+        self.assertEqual(self.check({**page, "README.md": "[x](docs/page.md#then-this)"}),
+                         ["README.md: links to docs/page.md#then-this, a heading that is not there"])
+
+    def test_place_in_a_file_that_is_no_page(self):
+        self.assertEqual(self.check({"README.md": "[x](fuzz/thing_fuzz.cpp#L1)"}),
+                         ["README.md: links to fuzz/thing_fuzz.cpp#L1, a heading that is not there"])
+
+    def test_page_anywhere_in_the_tree(self):
+        self.assertEqual(self.check({"tests/mac/README.md": "[x](../none.md)"}),
+                         ["tests/mac/README.md: links to ../none.md, which is not there"])
+
+    def test_page_that_git_ignores(self):
+        self.assertEqual(self.check({"build/page.md": "[x](none.md)", ".gitignore": "/build/\n"}), [])
 
     def test_page_that_is_not_in_the_index(self):
         self.assertEqual(self.check({"docs/guides/new.md": ""}), ["docs/README.md: does not link guides/new.md"])

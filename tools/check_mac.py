@@ -168,7 +168,7 @@ def expected_names(linux, architecture):
 
 
 def check_exports(exported, expected):
-    """\param exported,expected names as C++ has them"""
+    """\\param exported,expected names as C++ has them"""
     for name in sorted(exported - expected):
         yield f"exports {name}, which is not on the list"
     for name in sorted(expected - exported):

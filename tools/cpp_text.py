@@ -195,8 +195,13 @@ def defined_functions(code):
 
 _TYPE = re.compile(
     r"^\s*(?:template\s*<.*>\s*)?(?:class|struct|union|enum(?:\s+(?:class|struct))?)\s+"
-    r"(?:[A-Z][A-Z_0-9]+\s+|\[\[.*?\]\]\s*|alignas\s*\([^)]*\)\s*)*"
-    r"(?P<name>\w+(?:\s*::\s*\w+)*)\s*(?:final\s*)?(?::[^:].*)?$", re.S)
+    r"(?:[A-Z][A-Z_0-9]+\s+|\[\[.*?\]\]\s*|__attribute__\s*\(\(.*?\)\)\s*|alignas\s*\([^)]*\)\s*)*"
+    r"(?P<name>\w+(?:\s*::\s*\w+)*(?:\s*<[^{;]*?>(?:\s*::\s*\w+)*)?)\s*(?:final\s*)?(?::[^:].*)?$", re.S)
+# What stands before an inline function or an inline variable.
+_INLINE = re.compile(r"\s*(?:\[\[.*?\]\]\s*|__attribute__\s*\(\(.*?\)\)\s*)*(?:inline|constexpr|consteval|template)\b", re.S)
+_INLINE_VARIABLE = re.compile(
+    r"\s*(?:template\s*<[^;{]*?>\s+)?(?:(?:constexpr|constinit|static|extern|const)\s+)*inline\s[^={]*?"
+    r"(?P<name>\w+(?:\s*::\s*\w+)*)\s*(?:\[[^\]]*\]\s*)*(?:=.*)?$", re.S)
 _TEMPLATE = re.compile(r"^\s*template\s*<[^;{]*?>\s+(?=[\w:])")
 _PARAMETER_NAME = re.compile(r"(?<=[\s*&>])(?!(?:int|long|short|char|double|unsigned|signed|const)\b)\w+$")
 
@@ -223,19 +228,20 @@ def _types_of(parameters):
 
 
 def shared_definitions(code):
-    """What a file defines that the linker takes for one thing wherever else it is defined: types and inline functions
-    that lie in no anonymous namespace. [(position, qualified name)]"""
+    """What a file defines that the linker takes for one thing wherever else it is defined: types, inline functions and
+    inline variables that lie in no anonymous namespace. [(position, qualified name)]"""
     code = _blank_preprocessor(code)
     found = []
     for prefix, statements in _open_scopes(code):
         for position, head, body in statements:
-            if not body:
-                continue
-            type_head = _TYPE.match(head)
+            type_head = _TYPE.match(head) if body else None
             if type_head:
                 found.append((position, prefix + re.sub(r"\s", "", type_head.group("name"))))
-            elif re.match(r"\s*(?:\[\[.*?\]\]\s*)*(?:inline|constexpr|template)\b", head):
+            elif _INLINE.match(head) and not _NAMESPACE.match(head):
                 signature = _signature(_TEMPLATE.sub("", head))
-                if signature:
+                variable = None if signature else _INLINE_VARIABLE.match(head)
+                if signature and body:
                     found.append((position, f"{prefix}{signature[0]}({_types_of(signature[1])})"))
+                elif variable:
+                    found.append((position, prefix + re.sub(r"\s", "", variable.group("name"))))
     return found

@@ -83,6 +83,18 @@ def found_in(text):
     return run_guides.read_page("page", text)[1]
 
 
+CI = """usage() { echo './dev demo'; }
+ci_demo() { ./dev demo; }
+ci_shop() {
+  ci_demo;
+}
+command_ci() {
+  need_build
+  step 'demo' ci_shop
+}
+"""
+
+
 class Reading(unittest.TestCase):
     def test_good_page(self):
         page, wrong = run_guides.read_page("page", GOOD)
@@ -114,7 +126,7 @@ class Running(unittest.TestCase):
         self.tree = Path(scratch.name)
         (self.tree / "docs/guides").mkdir(parents=True)
         (self.tree / "README.md").write_text(README, encoding="utf-8")
-        (self.tree / "dev").write_text("step 'demo' ./dev demo\n", encoding="utf-8")
+        (self.tree / "dev").write_text(CI, encoding="utf-8")
 
     def run_pages(self, names=(), **pages):
         for name, text in pages.items():
@@ -128,9 +140,18 @@ class Running(unittest.TestCase):
         self.assertFalse((self.tree / "host.cpp").exists())
 
     def test_command_that_ci_does_not_run(self):
-        (self.tree / "dev").write_text("./dev demonstrate\n", encoding="utf-8")
-        wrong, _ = self.run_pages(start_here=FIRST)
-        self.assertEqual(wrong, ["README.md:2: ./dev demo is not run by ./dev ci"])
+        for script in (CI.replace("./dev demo", "./dev demonstrate"), CI.replace("./dev demo", "# ./dev demo"),
+                       CI.replace("step 'demo'", "say 'demo'"), CI.replace("command_ci", "command_all"),
+                       CI.replace("ci_demo;", "ci_demos;")):
+            with self.subTest(script):
+                (self.tree / "dev").write_text(script, encoding="utf-8")
+                wrong, _ = self.run_pages(start_here=FIRST)
+                self.assertEqual(wrong, ["README.md:2: ./dev demo is not run by ./dev ci"])
+
+    def test_command_that_another_command_of_ci_runs(self):
+        script = CI.replace("{ ./dev demo", "{ ./dev sell") + "command_sell() {\n  ./dev demo\n}\n"
+        (self.tree / "dev").write_text(script, encoding="utf-8")
+        self.assertEqual(self.run_pages(start_here=FIRST)[0], [])
 
     def test_other_output_of_the_readme(self):
         (self.tree / "README.md").write_text(README.replace("prefix/lib", "nothing"), encoding="utf-8")
@@ -163,6 +184,12 @@ class Running(unittest.TestCase):
             wrong, _ = self.run_pages(start_here=FIRST.replace("export", "sleep 60 &\nwait\nexport"))
         self.assertIn("takes more than 1 s", wrong[0])
         self.assertLess(time.monotonic() - began, 30)
+
+    def test_command_in_the_source_tree_has_a_limit_of_its_own(self):
+        page = FIRST.replace("```sh\necho", "<!-- in the source tree -->\n```sh\nsleep 60; echo")
+        with mock.patch.object(run_guides, "LIMIT_IN_TREE_S", 2):
+            wrong, _ = self.run_pages(start_here=page)
+        self.assertIn("takes more than 2 s", wrong[0])
 
     def test_order_of_what_is_written(self):
         page = FIRST.replace('echo "$GREETING, $HOME"', "echo a; echo b >&2; echo c").replace(

@@ -5,8 +5,9 @@
 #             through find_package and through pkg-config, runs it, and purges them: nothing stays
 #   commands  runs ./dev demo and ./dev test of the last commit as a user with sudo
 #
-# Each step says how many seconds it took. In FOLDER the base is kept for the next time (200 MB); without one it is
-# fetched anew and all is removed. Needs root, debootstrap and the network. What is mounted and started there ends with
+# Each step says how many seconds it took. In FOLDER, a whole path, the base is kept for the next time (200 MB); it is a
+# folder that this script may have for itself: a new one, an empty one, or one that it has used before. Without one the
+# base is fetched anew and all is removed. Needs root, debootstrap and the network. What is mounted and started there ends with
 # this script: it has mounts and processes of its own.
 set -eu
 
@@ -20,6 +21,14 @@ case ${1-} in
   packages | commands) mode=$1 ;;
   *) die 'usage: tests/bare/run.sh packages|commands [FOLDER]' ;;
 esac
+# What is here is removed as root: nothing that this script has not made.
+marker=tillvane-bare
+if [ $# -gt 1 ]; then
+  case $2 in /*) ;; *) die "'$2' is no whole path" ;; esac
+  [ ! -e "$2" ] || [ -d "$2" ] || die "'$2' is no folder"
+  [ -f "$2/$marker" ] || [ -z "$(ls -A -- "$2" 2>/dev/null)" ] ||
+    die "'$2' has something in it that this script has not made"
+fi
 [ "$(id -u)" -eq 0 ] || die 'only root can do this'
 if [ -z "${BARE_UNSHARED-}" ]; then
   export BARE_UNSHARED=yes
@@ -29,12 +38,14 @@ fi
 if [ $# -gt 1 ]; then
   mkdir -p -- "$2"
   folder=$(cd -- "$2" && pwd)
-  removed=$folder/root
+  : >"$folder/$marker"
+  removed=$folder/tillvane-bare-root
 else
   folder=$(mktemp -d)
   removed=$folder
 fi
-root=$folder/root
+root=$folder/tillvane-bare-root
+base=$folder/tillvane-bare-base
 title=
 # What is mounted there is not ours to remove.
 end() {
@@ -60,21 +71,24 @@ step() {
 # inside COMMAND...: as root; as_user COMMAND: as one who has just logged in, a text for the shell.
 inside() {
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 DEBIAN_FRONTEND=noninteractive \
-    ${http_proxy:+http_proxy="$http_proxy"} chroot "$root" "$@"
+    chroot "$root" "$@"
 }
 as_user() { inside runuser -l visitor -c "$1"; }
 
 make_base() {
-  [ ! -e "$folder/base/made" ] || return 0
-  rm -rf -- "$folder/base"
-  debootstrap --variant=minbase bookworm "$folder/base" >"$folder/debootstrap.log"
-  touch "$folder/base/made"
+  [ ! -e "$base/made" ] || return 0
+  rm -rf -- "$base"
+  debootstrap --variant=minbase bookworm "$base" >"$folder/debootstrap.log"
+  touch "$base/made"
 }
 
 make_root() {
   rm -rf --one-file-system -- "$root"
-  cp -a -- "$folder/base" "$root"
+  cp -a -- "$base" "$root"
   cp -L /etc/resolv.conf /etc/hosts "$root/etc"
+  # In a file, since neither runuser nor sudo passes a variable on.
+  [ -z "${http_proxy-}" ] ||
+    printf 'Acquire::http::Proxy "%s";\n' "$http_proxy" >"$root/etc/apt/apt.conf.d/80proxy"
   mount -t proc proc "$root/proc"
   mount --rbind /sys "$root/sys"
   mount --rbind /dev "$root/dev"

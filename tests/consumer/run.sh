@@ -103,11 +103,12 @@ check_library() {
   diff -u exports.txt "$scratch/exports.txt" || die "$library does not export exactly what exports.txt names"
 }
 
-# check_folders PREFIX FOLDER...: nothing that is installed names one of the folders.
+# check_folders PREFIX FOLDER...: nothing that is installed names one of the folders, that of the build, or one in the
+# tree. The tree itself may have a name that is a part of what is installed, such as /tillvane.
 check_folders() {
   installed=$1
   shift
-  for folder in "$@"; do
+  for folder in "$@" "$build" "$tree"/*/; do
     grep -rlF -e "$folder" "$installed" && die "these installed files name $folder"
   done
   return 0
@@ -127,9 +128,9 @@ check_tree() {
 
 check_packages() {
   for package in "$packages"/*.deb; do dpkg-deb -x "$package" "$scratch/root"; done
-  check_folders "$scratch/root" "$tree"
+  check_folders "$scratch/root"
   check_library "$scratch/root/usr"
-  check_use "$scratch/root/usr" g++
+  for compiler in g++ clang++; do check_use "$scratch/root/usr" "$compiler"; done
   helper=$(sed -n 's:.*exec\.path">\(.*\)</annotate>.*:\1:p' "$scratch"/root/usr/share/polkit-1/actions/*.policy)
   [ -x "$scratch/root$helper" ] || die "the action names '$helper', which the packages do not have"
 }
@@ -140,7 +141,7 @@ prefix=$scratch/prefix
 mv "$scratch/first" "$prefix"
 # The action alone does: polkit knows a program by its path.
 mv "$prefix/share/polkit-1" "$scratch"
-check_folders "$prefix" "$scratch/first" "$tree"
+check_folders "$prefix" "$scratch/first"
 check_library "$prefix"
 for compiler in g++ clang++; do
   check_use "$prefix" "$compiler"

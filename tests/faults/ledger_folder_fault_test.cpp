@@ -29,6 +29,10 @@ std::string ledger;
 std::vector<std::string> synced;
 /// The folder whose syncing fails.
 std::string failing;
+/// The folder in which this user may make nothing.
+std::string closed;
+/// Is whoever runs this another user than the owner of what is there?
+bool is_stranger = false;
 
 }  // namespace
 
@@ -39,6 +43,19 @@ extern "C" int fsync(int file) {
   return support::Next(&fsync, "fsync")(file);
 }
 
+extern "C" int faccessat(int folder, const char* path, int mode, int flags) {
+  if (path == closed) {
+    errno = EACCES;
+    return -1;
+  }
+  return support::Next(&faccessat, "faccessat")(folder, path, mode, flags);
+}
+
+extern "C" uid_t geteuid() {
+  const uid_t own = support::Next(&geteuid, "geteuid")();
+  return is_stranger ? own + 1 : own;
+}
+
 namespace {
 
 class LedgerFolderFault : public testing::Test {
@@ -47,6 +64,8 @@ class LedgerFolderFault : public testing::Test {
   ~LedgerFolderFault() override {
     ledger.clear();
     failing.clear();
+    closed.clear();
+    is_stranger = false;
   }
 
   std::string Folder() const { return top_.File("a/b/c"); }
@@ -98,6 +117,21 @@ TEST_F(LedgerFolderFault, ANameThatCannotBeSyncedIsAnErrorAndThereIsNoLedgerYet)
   }
   failing.clear();
   EXPECT_EQ(Buy(), "");
+}
+
+TEST_F(LedgerFolderFault, ANameInAFolderWhereThisUserMayMakeNothingIsLeftToWhoeverMadeIt) {
+  support::MakeFolder(top_.File("a"));
+  failing = closed = top_.Path();
+  EXPECT_EQ(Buy(), "");
+  for (const std::string& above : {top_.File("a"), top_.File("a/b")}) EXPECT_THAT(synced, Contains(above));
+}
+
+TEST_F(LedgerFolderFault, SoIsThatOfAFolderOfAnotherUser) {
+  support::MakeFolder(top_.File("a/b"));
+  is_stranger = true;
+  failing = top_.File("a");
+  EXPECT_EQ(Buy(), "");
+  EXPECT_THAT(synced, Contains(top_.File("a/b")));
 }
 
 }  // namespace

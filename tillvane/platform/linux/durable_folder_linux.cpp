@@ -10,6 +10,14 @@
 
 namespace platform {
 
+namespace {
+
+bool MayBeMadeByUs(const std::string& path, const struct stat& info) {
+  return info.st_uid == geteuid() && faccessat(AT_FDCWD, ParentOf(path).c_str(), W_OK, AT_EACCESS) == 0;
+}
+
+}  // namespace
+
 std::string ParentOf(const std::string& path) {
   const std::string::size_type slash = path.find_last_of('/');
   if (slash == std::string::npos) return ".";
@@ -36,7 +44,7 @@ bool MakeSyncedFolder(const std::string& path, StandingName standing) {
     errno = ENOTDIR;
     return false;
   }
-  return standing == StandingName::kLasts || SyncFolder(ParentOf(path));
+  return standing == StandingName::kLasts || !MayBeMadeByUs(path, info) || SyncFolder(ParentOf(path));
 }
 
 }  // namespace platform

@@ -20,7 +20,8 @@ enum class StandingName { kLasts, kIsToBeSynced };
 /// Of the folders above a file that its maker had made to last before: they do when the file is there.
 StandingName StandingNamesAbove(const std::string& file);
 
-/// Makes a folder, for the user alone; one that stands is left as it is. Its parent has to be there.
+/// Makes a folder, for the user alone; one that stands is left as it is. Its parent has to be there. The name of one
+/// that stands is synced only if this user may have made it: what others have made is not ours to answer for.
 /// \return false with errno
 bool MakeSyncedFolder(const std::string& path, StandingName standing);
 
