@@ -35,7 +35,7 @@ void LoseChild() {
 /// So large that little of it is enough, and nothing of it is ever in memory.
 void LoseMapping() {
   constexpr std::size_t size = 16 * 1024 * 1024;
-  mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  static_cast<void>(mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
 }
 
 /// A segment that goes with its last user.

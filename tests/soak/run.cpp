@@ -55,7 +55,7 @@ void Run::AddWorkers() {
   // Several of those that wait most of the time, so that what they lose adds up.
   for (int i = 0; i < 3; ++i) {
     const std::string number = std::to_string(i);
-    Add("commands", MakeCommandTask(work + "commands" + number));
+    Add("commands", MakeCommandTask(world_.Path("work/commands" + number)));
     Add("dispatch", MakeDispatchTask());
     Add("locks", MakeLockTask(work + "locks"));
     Add("signals", MakeSignalTask("soak-signal" + number));

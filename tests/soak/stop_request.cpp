@@ -38,7 +38,7 @@ StopRequest::StopRequest() {
 
 StopRequest::~StopRequest() {
   is_over_ = true;
-  pthread_kill(thread_.native_handle(), SIGTERM);
+  pthread_kill(thread_.native_handle(), SIGINT);
   thread_.join();
 }
 
