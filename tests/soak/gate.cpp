@@ -4,9 +4,10 @@ namespace soak {
 
 bool Gate::Pass() {
   std::unique_lock hold(lock_);
-  ++waiting_;
-  changed_.wait(hold, [this] { return !is_closed_ || is_over_; });
-  --waiting_;
+  if (is_closed_ && !is_over_) {
+    ++waiting_;
+    changed_.wait(hold, [this, openings = openings_] { return openings_ != openings || is_over_; });
+  }
   return !is_over_;
 }
 
@@ -18,6 +19,8 @@ void Gate::Close() {
 void Gate::Open() {
   const std::lock_guard hold(lock_);
   is_closed_ = false;
+  waiting_ = 0;
+  ++openings_;
   changed_.notify_all();
 }
 
@@ -29,7 +32,7 @@ void Gate::End() {
 
 unsigned int Gate::Waiting() {
   const std::lock_guard hold(lock_);
-  return is_closed_ ? waiting_ : 0;
+  return waiting_;
 }
 
 }  // namespace soak

@@ -5,7 +5,8 @@
 
 namespace soak {
 
-/// What all workers pass before each round. While it is closed they wait before it, and nothing goes on.
+/// What all workers pass before each round. While it is closed they wait before it, and nothing goes on. Who waits
+/// passes once for each opening, however soon the gate is closed again.
 class Gate {
  public:
   /// Waits while the gate is closed. \return false when the run is over
@@ -25,6 +26,7 @@ class Gate {
   bool is_closed_ = false;
   bool is_over_ = false;
   unsigned int waiting_ = 0;
+  unsigned int openings_ = 0;
 };
 
 }  // namespace soak

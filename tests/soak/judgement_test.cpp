@@ -59,17 +59,24 @@ INSTANTIATE_TEST_SUITE_P(Each, JudgementCount,
                            return name;
                          });
 
-TEST(Judgement, NamesBothCounts) {
+TEST(Judgement, NamesBothCountsOfEach) {
   Counts now;
   now.threads = 3;
-  EXPECT_EQ(soak::CompareCounts({}, now), "threads: 0 at the first quiet point, 3 now; ");
+  EXPECT_EQ(soak::CompareCounts({}, now), "threads: 0 at the first quiet point, 3 now");
+  now.files = 1;
+  EXPECT_EQ(soak::CompareCounts({}, now),
+            "threads: 0 at the first quiet point, 3 now; files: 0 at the first quiet point, 1 now");
 }
 
-TEST(Judgement, PassesWhatWavers) { EXPECT_EQ(soak::FindGrowth(Samples(24, 0, 150)), ""); }
+TEST(Judgement, PassesWhatWavers) {
+  EXPECT_EQ(soak::FindGrowth(Samples(22, 0, 35)), "");
+  EXPECT_EQ(soak::FindGrowth(Samples(22, 0, -35)), "");
+}
 
 TEST(Judgement, FindsSlowGrowthUnderNoise) {
-  // A block three times a second, in windows of five seconds.
-  EXPECT_THAT(soak::FindGrowth(Samples(22, 15, 50)), HasSubstr("number of blocks in use has grown by "));
+  // Three blocks in two seconds, in windows of five.
+  EXPECT_THAT(soak::FindGrowth(Samples(22, 7, 10)), HasSubstr("number of blocks in use has grown by "));
+  EXPECT_THAT(soak::FindGrowth(Samples(22, 7, -10)), HasSubstr("number of blocks in use has grown by "));
 }
 
 TEST(Judgement, FindsMemoryThatGrowsWithoutBlocks) {
@@ -96,10 +103,33 @@ TEST(Judgement, FindsResidentMemory) {
   EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("resident memory has grown by "));
 }
 
+TEST(Judgement, FindsMemoryThatIsMappedOnly) {
+  std::vector<Sample> samples = Samples(24, 0);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].mapped += static_cast<long>(i) * 8 * 1024 * 1024;
+  EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("mapped memory has grown by "));
+  samples = Samples(24, 0);
+  for (std::size_t i = 0; i < samples.size(); ++i) samples[i].mappings += static_cast<long>(i) * 3;
+  EXPECT_THAT(soak::FindGrowth(samples), testing::StartsWith("number of mappings has grown by "));
+}
+
 TEST(Judgement, HasNoTrendOfAFewSamples) {
   EXPECT_EQ(soak::FindGrowth({}), "");
-  EXPECT_EQ(soak::FindGrowth(Samples(5, 10000000)), "");
-  EXPECT_NE(soak::FindGrowth(Samples(6, 10000000)), "");
+  EXPECT_EQ(soak::FindGrowth(Samples(8, 10000000)), "");
+  EXPECT_NE(soak::FindGrowth(Samples(9, 10000000)), "");
+}
+
+TEST(Judgement, SaysNoMoreThanItCompared) {
+  EXPECT_THAT(soak::SayWhatWasCompared(0), testing::EndsWith("; too short to tell what grows"));
+  EXPECT_EQ(soak::SayWhatWasCompared(1), soak::SayWhatWasCompared(0));
+  EXPECT_EQ(soak::SayWhatWasCompared(2), "no count has changed, 2 quiet points compared; too short to tell of memory");
+  EXPECT_THAT(soak::SayWhatWasCompared(8), testing::EndsWith("; too short to tell of memory"));
+  EXPECT_EQ(soak::SayWhatWasCompared(9), "nothing grew, 9 quiet points compared");
+}
+
+TEST(Judgement, ListsWithoutATail) {
+  std::string list;
+  for (const char* const text : {"", "one", "", "two", ""}) soak::AddToList(&list, text);
+  EXPECT_EQ(list, "one; two");
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ struct Shared {
   std::mutex one_upgrader;
   long first = 0, second = 0;  ///< equal whenever nobody holds the lock exclusively
   std::atomic<int> in_named{0}, in_file{0};
+  std::atomic<int> tasks{0};
   // Its last seven bytes tell it apart from other programs' names.
   const std::string name = "soak-" + std::to_string(10000000 + getpid()).substr(1);
 };
@@ -39,19 +40,29 @@ class Inside {
 class LockTask final : public Task {
  public:
   LockTask(std::shared_ptr<Shared> shared, const std::string& folder)
-      : shared_(std::move(shared)), file_(folder + "/locked") {
+      : shared_(std::move(shared)),
+        file_(folder + "/locked"),
+        own_file_(folder + "/own" + std::to_string(++shared_->tasks)) {
     std::filesystem::create_directories(folder);
     WriteFile(file_, "locked");
+    WriteFile(own_file_, "locked");
   }
 
   void Round(LProcessInterface&) override {
     for (int i = 0; i < 100; ++i) ReadAndWrite();
     Upgrade();
     LockName();
+    LockOwnFile();
     LockFile();
   }
 
  private:
+  static int Open(const std::string& file) {
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    Require(descriptor >= 0, "the locked file is opened");
+    return descriptor;
+  }
+
   void ReadAndWrite() {
     shared_->lock.LockShared();
     const bool are_equal = shared_->first == shared_->second;
@@ -83,9 +94,22 @@ class LockTask final : public Task {
     lock.Unlock();
   }
 
+  /// Of a file that nobody else locks: the lock is had, and keeps others out until it is given back.
+  void LockOwnFile() const {
+    const int first = Open(own_file_), second = Open(own_file_);
+    const int answer = flocktimed(first, LOCK_EX | LOCK_NB, 500);
+    const bool is_kept_out = flock(second, LOCK_EX | LOCK_NB) != 0;
+    // Not by closing: a command that is just being started has it open for a moment.
+    flock(first, LOCK_UN);
+    const bool is_let_in = flock(second, LOCK_EX | LOCK_NB) == 0;
+    flock(second, LOCK_UN);
+    close(first);
+    close(second);
+    Require(answer == 0 && is_kept_out && is_let_in, "a file's lock keeps others out as long as it is held");
+  }
+
   void LockFile() {
-    const int file = open(file_.c_str(), O_RDONLY | O_CLOEXEC);
-    Require(file >= 0, "the locked file is opened");
+    const int file = Open(file_);
     const int answer = flocktimed(file, LOCK_EX | LOCK_NB, 500);
     // Whether the lock was had in time it does not say; to ask for one that is held does nothing.
     bool is_alone = true;
@@ -98,7 +122,7 @@ class LockTask final : public Task {
   }
 
   const std::shared_ptr<Shared> shared_;
-  const std::string file_;
+  const std::string file_, own_file_;
 };
 
 }  // namespace

@@ -23,7 +23,7 @@ descriptors, threads, semaphores, children, files, and how long its main loop st
                 1 to 3600 (a twenty-fourth of the whole time, but a minute at most)
   --help        this text
 
-Ctrl-C and SIGTERM end it early, with its report. Exit status: 0 nothing grew and every result was right, 1 otherwise,
+Ctrl-C, SIGTERM and SIGHUP end it early, with its report. Exit status: 0 nothing grew and every result was right, 1 otherwise,
 2 wrong use.
 )";
 
@@ -32,9 +32,14 @@ struct LeakName {
   Leak leak;
 };
 
-/// Not in the help: for the test of the watch itself.
-constexpr LeakName kLeaks[] = {{"child", Leak::kChild},   {"descriptor", Leak::kDescriptor}, {"file", Leak::kFile},
-                               {"memory", Leak::kMemory}, {"semaphore", Leak::kSemaphore},   {"thread", Leak::kThread}};
+/// Not in the help, as --patience is not: for the test of the watch itself.
+constexpr LeakName kLeaks[] = {{"child", Leak::kChild},         {"descriptor", Leak::kDescriptor},
+                               {"file", Leak::kFile},           {"hang", Leak::kHang},
+                               {"mapping", Leak::kMapping},     {"memory", Leak::kMemory},
+                               {"semaphore", Leak::kSemaphore}, {"shared-memory", Leak::kSharedMemory},
+                               {"thread", Leak::kThread}};
+
+constexpr const char* kFlags[] = {"--leak", "--patience", "--seconds", "--window"};
 
 std::nullopt_t Mistake(const std::string& text) {
   std::fprintf(stderr, "soak: %s\nsoak --help lists what there is.\n", text.c_str());
@@ -47,18 +52,19 @@ bool ReadNumber(const char* text, unsigned int most, unsigned int* number) {
   return error == std::errc() && rest == end && *number >= 1 && *number <= most;
 }
 
-bool ReadLeak(const std::string& name, Leak* leak) {
+bool ReadLeak(const std::string& name, std::vector<Leak>* leaks) {
   const auto* const found =
       std::find_if(std::begin(kLeaks), std::end(kLeaks), [&](const LeakName& one) { return name == one.name; });
   if (found == std::end(kLeaks)) return false;
-  *leak = found->leak;
+  leaks->push_back(found->leak);
   return true;
 }
 
 bool ReadValue(const std::string& flag, const char* value, Options* options) {
   if (flag == "--seconds") return ReadNumber(value, 1000000, &options->seconds);
   if (flag == "--window") return ReadNumber(value, 3600, &options->window);
-  return ReadLeak(value, &options->leak);
+  if (flag == "--patience") return ReadNumber(value, 3600, &options->patience);
+  return ReadLeak(value, &options->leaks);
 }
 
 }  // namespace
@@ -76,7 +82,8 @@ std::optional<Options> ReadCommandLine(int argc, char** argv) {
       std::fputs(kHelp, stdout);
       std::exit(0);
     }
-    if (flag != "--seconds" && flag != "--window" && flag != "--leak") return Mistake("'" + flag + "' is not expected");
+    if (std::find(std::begin(kFlags), std::end(kFlags), flag) == std::end(kFlags))
+      return Mistake("'" + flag + "' is not expected");
     if (++i == argc) return Mistake(flag + " needs a value");
     if (!ReadValue(flag, argv[i], &options)) return Mistake(flag + ": '" + argv[i] + "' is nothing that it takes");
   }

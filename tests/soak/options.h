@@ -1,16 +1,18 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 namespace soak {
 
 /// What the host loses on purpose, so that one can see that the watch finds it.
-enum class Leak { kNone, kChild, kDescriptor, kFile, kMemory, kSemaphore, kThread };
+enum class Leak { kChild, kDescriptor, kFile, kMapping, kMemory, kSemaphore, kSharedMemory, kThread, kHang };
 
 struct Options {
   unsigned int seconds = 3600;
-  unsigned int window = 0;  ///< seconds between two quiet points; 0 for what fits the time
-  Leak leak = Leak::kNone;
+  unsigned int window = 0;     ///< seconds between two quiet points; 0 for what fits the time
+  unsigned int patience = 65;  ///< seconds after which a round hangs: longer than any wait of a task
+  std::vector<Leak> leaks;
 
   unsigned int WindowSeconds() const;
 };

@@ -45,8 +45,18 @@ std::string MakeFolders() {
   return path;
 }
 
+/// What the folder's name begins with when this very process has made it, which stays the same when it starts itself
+/// anew. What anybody else names is not touched.
+std::string OwnMark() { return std::to_string(getpid()) + ':'; }
+
+std::string TakeFolder() {
+  const std::string named = Variable(kFolderVariable, "");
+  unsetenv(kFolderVariable);
+  return named.starts_with(OwnMark()) ? named.substr(OwnMark().size()) : "";
+}
+
 std::vector<std::string> Environment(const std::string& path) {
-  return {std::string(kFolderVariable) + "=" + path, "PATH=" + Variable("PATH", "/usr/bin:/bin"),
+  return {std::string(kFolderVariable) + "=" + OwnMark() + path, "PATH=" + Variable("PATH", "/usr/bin:/bin"),
           "LD_LIBRARY_PATH=" + Variable("LD_LIBRARY_PATH", ""), "LC_ALL=C.UTF-8", "HOME=" + path + "/home",
           "TMPDIR=" + path + "/temporary", "XDG_RUNTIME_DIR=" + path + "/run", "LOGNAME=soak",
           "TILLVANE_STORE_CATALOG=" + path + "/Products.storekit",
@@ -68,11 +78,11 @@ void StartAnew(char** arguments, const std::string& path) {
 
 }  // namespace
 
-PrivateWorld::PrivateWorld(char** arguments) : path_(Variable(kFolderVariable, "")) {
+PrivateWorld::PrivateWorld(char** arguments) : path_(TakeFolder()) {
   if (path_.empty()) StartAnew(arguments, MakeFolders());
 }
 
-PrivateWorld::~PrivateWorld() {
+void PrivateWorld::Remove() const {
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
 }

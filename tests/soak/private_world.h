@@ -11,9 +11,12 @@ class PrivateWorld {
   /// Ends the process when the folder cannot be made. A process starts itself anew the first time: GLib
   /// reads its settings before `main`.
   explicit PrivateWorld(char** arguments);
-  ~PrivateWorld();
+  ~PrivateWorld() { Remove(); }
   PrivateWorld(const PrivateWorld&) = delete;
   PrivateWorld& operator=(const PrivateWorld&) = delete;
+
+  /// For a process that ends without its destructors.
+  void Remove() const;
 
   const std::string& Path() const { return path_; }
   std::string Path(const std::string& name) const { return path_ + '/' + name; }

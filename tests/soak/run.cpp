@@ -18,10 +18,11 @@ namespace {
 constexpr gint64 kSecond = 1000000;
 /// What the first windows take is kept for later: caches, pools, stacks.
 constexpr unsigned int kWarmUpWindows = 2;
-/// A worker that takes longer for a round hangs.
-constexpr gint64 kRoundLimit = 60 * kSecond;
 /// A thread or a child that has ended may be seen for a moment.
 constexpr gint64 kSettleLimit = 5 * kSecond;
+/// So many looks in a row that show the same, so far apart, are what the first quiet point has.
+constexpr int kSettledLooks = 3;
+constexpr unsigned int kLookMs = 50;
 /// A main loop on a busy machine is late, but not so late.
 constexpr unsigned int kFreezeLimitMs = 5000;
 constexpr unsigned int kMomentMs = 5;
@@ -41,7 +42,7 @@ Run::Run(const Options& options, const PrivateWorld& world)
 }
 
 Run::~Run() {
-  EndWorkers();
+  workers_.clear();
   LThreadRunOnMainThread::Destroy();
 }
 
@@ -54,7 +55,7 @@ void Run::AddWorkers() {
   // Several of those that wait most of the time, so that what they lose adds up.
   for (int i = 0; i < 3; ++i) {
     const std::string number = std::to_string(i);
-    Add("commands", MakeCommandTask(work + "commands" + number));
+    Add("commands", MakeCommandTask(world_.Path("work/commands" + number)));
     Add("dispatch", MakeDispatchTask());
     Add("locks", MakeLockTask(work + "locks"));
     Add("signals", MakeSignalTask("soak-signal" + number));
@@ -67,33 +68,36 @@ void Run::AddWorkers() {
   const unsigned int processors = std::max(std::thread::hardware_concurrency(), 1U);
   for (unsigned int i = 0; i < processors; ++i) Add("texts", MakeTextTask(work + "texts" + std::to_string(i)));
   Add("threads", MakeThreadTask());
-  if (options_.leak != Leak::kNone) Add("leak", MakeLeakTask(options_.leak, work + "leak"));
+  for (const Leak leak : options_.leaks) Add("leak", MakeLeakTask(leak, work + "leak"));
+  rounds_.resize(workers_.size());
 }
 
 bool Run::Do() {
   OpenNewLedger();
   for (const auto& worker : workers_) worker->Start(kPriority);
   const gint64 end = begin_ + options_.seconds * kSecond;
-  while (failure_.Text().empty() && !stop_.HasCome() && g_get_monotonic_time() < end) {
+  while (IsToGoOn() && g_get_monotonic_time() < end) {
     Sell();
-    if (failure_.Text().empty() && !stop_.HasCome()) BeQuiet();
+    if (IsToGoOn()) BeQuiet();
   }
-  EndWorkers();
+  if (!EndWorkers()) GiveUp();
   return Report();
 }
+
+bool Run::IsToGoOn() { return failure_.Text().empty() && hanging_.empty() && !stop_.HasCome(); }
 
 /// One window, in which the main thread sells.
 void Run::Sell() {
   try {
-    while (failure_.Text().empty() && !stop_.HasCome() && !IsWindowOver()) shop_.Round();
+    while (IsToGoOn() && !IsWindowOver()) shop_.Round();
   } catch (const std::exception& error) {
     failure_.Note(std::string("store: not so: ") + error.what());
   }
 }
 
 bool Run::IsWindowOver() const {
-  const unsigned int whole = options_.WindowSeconds() * (windows_ + 1);
-  return g_get_monotonic_time() >= begin_ + std::min(whole, options_.seconds) * kSecond;
+  return g_get_monotonic_time() >=
+         std::min(window_begin_ + options_.WindowSeconds() * kSecond, begin_ + options_.seconds * kSecond);
 }
 
 /// Everybody stands still, and what the process has is looked at.
@@ -108,20 +112,22 @@ void Run::BeQuiet() {
     const Sample sample = LookUntilSettled();
     if (windows_ > kWarmUpWindows) samples_.push_back(sample);
     PrintWindow(sample, freeze_ms);
+    RequireRounds();
     Judge(freeze_ms);
     host_.TakeLongestFreezeMs();
     host_.EndPause();
   }
   gate_.Open();
+  window_begin_ = g_get_monotonic_time();
 }
 
 /// The loop goes on: workers wait for what they have sent to the main thread.
 bool Run::WaitForWorkers() {
-  const gint64 end = g_get_monotonic_time() + kRoundLimit;
+  const gint64 end = g_get_monotonic_time() + options_.patience * kSecond;
   while (gate_.Waiting() < workers_.size()) {
-    if (!failure_.Text().empty() || stop_.HasCome()) return false;
+    if (!IsToGoOn()) return false;
     if (g_get_monotonic_time() > end) {
-      failure_.Note("a worker hangs");
+      hanging_ = WhoHangs();
       return false;
     }
     ProcessWaitAndProcessEvents(kMomentMs);
@@ -133,8 +139,8 @@ bool Run::WaitForWorkers() {
 /// The ledger keeps every transaction, and what is read of it: each window has a new one, so that nothing grows which
 /// is meant to. Nobody else reads the environment meanwhile. Two values in turn, since the C library frees none.
 void Run::OpenNewLedger() {
-  const std::string old_ledger = world_.Path(windows_ % 2 == 0 ? "ledger-b" : "ledger-a");
-  const std::string ledger = world_.Path(windows_ % 2 == 0 ? "ledger-a" : "ledger-b");
+  const std::string old_ledger = world_.Path(windows_ % 2 == 0 ? "ledger-2" : "ledger-1");
+  const std::string ledger = world_.Path(windows_ % 2 == 0 ? "ledger-1" : "ledger-2");
   setenv("TILLVANE_STORE_LEDGER", ledger.c_str(), 1);
   try {
     for (int i = 0; i < 4; ++i) shop_.Round();
@@ -155,54 +161,96 @@ void Run::FillEventPool() {
   while (LEventQueueCount() > 0) LProcessClearEventQueue();
 }
 
-Sample Run::LookUntilSettled() {
+/// Until the counts are those of the first quiet point, or at that one until they stay the same.
+Sample Run::LookUntilSettled() const {
   const gint64 end = g_get_monotonic_time() + kSettleLimit;
+  const bool is_first = samples_.empty();
   Sample sample = watch_.Look();
-  while (!samples_.empty() && sample.counts != samples_.front().counts && g_get_monotonic_time() < end) {
-    LProcessInterfaceVoid().ProcessWait(kMomentMs);
-    sample = watch_.Look();
+  for (int alike = 1; g_get_monotonic_time() < end;) {
+    if (is_first ? alike == kSettledLooks : sample.counts == samples_.front().counts) break;
+    LProcessInterfaceVoid().ProcessWait(is_first ? kLookMs : kMomentMs);
+    const Sample next = watch_.Look();
+    alike = next.counts == sample.counts ? alike + 1 : 1;
+    sample = next;
   }
   return sample;
 }
 
 void Run::PrintWindow(const Sample& sample, unsigned int freeze_ms) {
   std::printf(
-      "%5.0f s%s  blocks %ld  heap %.3f MiB  resident %.1f MiB  descriptors %d  threads %d  semaphores %d  shared %d  "
-      "children %d  files %d  freeze %u ms  rounds: store %lu",
+      "%5.0f s%s  blocks %ld  heap %.3f MiB  resident %.1f MiB  mapped %.0f MiB in %ld  descriptors %d  threads %d  "
+      "semaphores %d  shared %d  children %d  files %d  freeze %u ms  rounds: store %lu",
       Seconds(), windows_ > kWarmUpWindows ? "" : " (warm-up)", sample.blocks, static_cast<double>(sample.heap) / kMiB,
-      static_cast<double>(sample.resident) / kMiB, sample.counts.descriptors, sample.counts.threads,
-      sample.counts.semaphores, sample.counts.shared_memory, sample.counts.children, sample.counts.files, freeze_ms,
-      shop_.Rounds());
+      static_cast<double>(sample.resident) / kMiB, static_cast<double>(sample.mapped) / kMiB, sample.mappings,
+      sample.counts.descriptors, sample.counts.threads, sample.counts.semaphores, sample.counts.shared_memory,
+      sample.counts.children, sample.counts.files, freeze_ms, shop_.Rounds());
   std::map<std::string, unsigned long> rounds;
   for (const auto& worker : workers_) rounds[worker->Name()] += worker->Rounds();
   for (const auto& [name, count] : rounds) std::printf(" %s %lu", name.c_str(), count);
   std::puts("");
 }
 
+/// Who waited at the gate when it was opened has gone through it since.
+void Run::RequireRounds() {
+  for (std::size_t i = 0; i < workers_.size(); ++i) {
+    const unsigned long now = workers_[i]->Rounds();
+    if (now == rounds_[i]) failure_.Note(workers_[i]->Name() + ": no round since the last quiet point");
+    rounds_[i] = now;
+  }
+}
+
 void Run::Judge(unsigned int freeze_ms) {
   if (freeze_ms > kFreezeLimitMs) failure_.Note("the main loop stood still for " + std::to_string(freeze_ms) + " ms");
   const std::string news = watch_.NewDescriptors();
   if (samples_.empty()) return;
-  const std::string changed = CompareCounts(samples_.front().counts, samples_.back().counts);
-  if (!changed.empty()) failure_.Note(changed + "new descriptors:" + news);
+  const Counts &first = samples_.front().counts, &now = samples_.back().counts;
+  std::string changed = CompareCounts(first, now);
+  if (first.descriptors != now.descriptors) AddToList(&changed, "new descriptors:" + news);
+  if (!changed.empty()) failure_.Note(changed);
 }
 
 /// The shop is closed already; what the workers wait for on the main thread still comes.
-void Run::EndWorkers() {
+/// \return whether all have ended
+bool Run::EndWorkers() {
   gate_.End();
+  const gint64 end = g_get_monotonic_time() + options_.patience * kSecond;
   for (const auto& worker : workers_) {
-    while (worker->IsRunning()) ProcessWaitAndProcessEvents(kMomentMs);
+    while (worker->IsRunning()) {
+      ProcessWaitAndProcessEvents(kMomentMs);
+      if (g_get_monotonic_time() <= end) continue;
+      hanging_ = WhoHangs();
+      return false;
+    }
   }
   workers_.clear();
+  return true;
+}
+
+std::string Run::WhoHangs() const {
+  std::string names = "no end of a round of:";
+  for (const auto& worker : workers_) {
+    if (worker->IsInRound()) names += ' ' + worker->Name();
+  }
+  return names;
 }
 
 bool Run::Report() {
+  std::string wrong = hanging_;
   // Ctrl-C on a terminal reaches the commands that are running as well: what they did is no failure then.
-  const std::string failure = stop_.HasCome() ? "" : failure_.Text();
-  const std::string growth = failure + FindGrowth(samples_);
-  std::printf("soak: %s after %.0f s%s%s\n", growth.empty() ? "passed" : "FAILED", Seconds(),
-              stop_.HasCome() ? ", stopped early" : "", growth.empty() ? ": nothing grew" : (": " + growth).c_str());
-  return growth.empty();
+  if (!stop_.HasCome()) AddToList(&wrong, failure_.Text());
+  AddToList(&wrong, FindGrowth(samples_));
+  std::printf("soak: %s after %.0f s%s: %s\n", wrong.empty() ? "passed" : "FAILED", Seconds(),
+              stop_.HasCome() ? ", stopped early" : "",
+              wrong.empty() ? SayWhatWasCompared(samples_.size()).c_str() : wrong.c_str());
+  return wrong.empty();
+}
+
+void Run::GiveUp() {
+  Report();
+  std::fflush(stdout);
+  watch_.RemoveSemaphoreSets();
+  world_.Remove();
+  std::_Exit(1);
 }
 
 double Run::Seconds() const { return static_cast<double>(g_get_monotonic_time() - begin_) / kSecond; }

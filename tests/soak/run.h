@@ -23,23 +23,28 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
+  /// Ends the process when a worker hangs: it cannot be destroyed.
   /// \return whether nothing grew and every result was right
   bool Do();
 
  private:
   void Add(const char* name, std::unique_ptr<Task> task);
   void AddWorkers();
+  bool IsToGoOn();
   void Sell();
   bool IsWindowOver() const;
   void BeQuiet();
   bool WaitForWorkers();
   void OpenNewLedger();
   static void FillEventPool();
-  Sample LookUntilSettled();
+  Sample LookUntilSettled() const;
   void PrintWindow(const Sample& sample, unsigned int freeze_ms);
   void Judge(unsigned int freeze_ms);
-  void EndWorkers();
+  void RequireRounds();
+  bool EndWorkers();
+  std::string WhoHangs() const;
   bool Report();
+  [[noreturn]] void GiveUp();
   double Seconds() const;
 
   const Options options_;
@@ -53,6 +58,9 @@ class Run {
   std::vector<std::unique_ptr<Worker>> workers_;
   Watch watch_;
   unsigned int windows_ = 0;
+  gint64 window_begin_ = begin_;
+  std::vector<unsigned long> rounds_;  ///< of each worker, at the last quiet point
+  std::string hanging_;
   std::vector<Sample> samples_;  ///< after the warm-up
 };
 

@@ -7,11 +7,19 @@ namespace soak {
 
 namespace {
 
+/// nohup has a program ignore that its terminal has gone. A signal that is blocked is kept for who waits for it, also
+/// when it is to be ignored.
+bool IsHangupIgnored() {
+  struct sigaction action;
+  return sigaction(SIGHUP, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t StopSignals() {
   sigset_t signals;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);
   sigaddset(&signals, SIGTERM);
+  if (!IsHangupIgnored()) sigaddset(&signals, SIGHUP);
   return signals;
 }
 
@@ -30,7 +38,7 @@ StopRequest::StopRequest() {
 
 StopRequest::~StopRequest() {
   is_over_ = true;
-  pthread_kill(thread_.native_handle(), SIGTERM);
+  pthread_kill(thread_.native_handle(), SIGINT);
   thread_.join();
 }
 

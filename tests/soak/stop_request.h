@@ -5,11 +5,11 @@
 
 namespace soak {
 
-/// SIGINT and SIGTERM, taken by a thread that waits for nothing else. A handler would miss those that come while a
-/// shell command runs, during which the C library's `system` ignores SIGINT.
+/// SIGINT, SIGTERM and SIGHUP, taken by a thread that waits for nothing else. A handler would miss those that come
+/// while a shell command runs, during which the C library's `system` ignores SIGINT.
 class StopRequest {
  public:
-  /// Blocks the two for the calling thread and all that it starts.
+  /// Blocks them for the calling thread and all that it starts.
   StopRequest();
   ~StopRequest();
   StopRequest(const StopRequest&) = delete;

@@ -4,11 +4,12 @@
 #include <sys/sem.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -24,42 +25,63 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int CountEntries(const char* folder) {
+/// Of a listing that changes meanwhile: what cannot be read on is as long as it was read.
+template <class Iterator, class Function>
+void ForEachIn(const std::string& folder, const Function& function) {
   std::error_code error;
-  return static_cast<int>(std::distance(fs::directory_iterator(folder, error), fs::directory_iterator()));
+  for (Iterator entry(folder, error); !error && entry != Iterator(); entry.increment(error)) function(entry->path());
 }
 
-int CountFiles(const std::string& folder) {
-  std::error_code error;
-  return static_cast<int>(
-      std::distance(fs::recursive_directory_iterator(folder, error), fs::recursive_directory_iterator()));
+template <class Iterator>
+int CountEntries(const std::string& folder) {
+  int count = 0;
+  ForEachIn<Iterator>(folder, [&count](const fs::path&) { ++count; });
+  return count;
 }
 
-std::map<int, std::string> ListDescriptors() {
-  std::error_code error;
-  std::vector<fs::path> paths;
-  for (const auto& entry : fs::directory_iterator("/proc/self/fd", error)) paths.push_back(entry.path());
-  std::map<int, std::string> descriptors;
-  for (const fs::path& path : paths) {
+std::string WithoutNumbers(std::string name) {
+  std::erase_if(name, [](char character) { return character >= '0' && character <= '9'; });
+  return name;
+}
+
+/// What the descriptors are, and how many of each.
+std::map<std::string, int> ListDescriptors() {
+  std::map<std::string, int> descriptors;
+  ForEachIn<fs::directory_iterator>("/proc/self/fd", [&descriptors](const fs::path& path) {
+    std::error_code error;
     const fs::path target = fs::read_symlink(path, error);
-    // The listing's own is gone by now.
-    if (!error) descriptors[std::atoi(path.filename().c_str())] = target.string();
-  }
+    if (!error) ++descriptors[WithoutNumbers(target.string())];
+  });
   return descriptors;
 }
 
+struct SemaphoreSet {
+  int number = 0;
+  uid_t creator = 0;
+  long changed = 0;  ///< seconds since 1970
+};
+
 /// The semaphore sets of the whole system.
-std::set<int> ListSemaphoreSets() {
-  std::set<int> sets;
+std::vector<SemaphoreSet> ListSemaphoreSets() {
+  std::vector<SemaphoreSet> sets;
   std::ifstream table("/proc/sysvipc/sem");
-  table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-  long key;
-  int set;
-  while (table >> key >> set) {
-    sets.insert(set);
-    table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+  std::string line;
+  while (std::getline(table, line)) {
+    std::istringstream fields(line);
+    long key, mode, semaphores, owner, group, creators_group, used;
+    SemaphoreSet set;
+    if (fields >> key >> set.number >> mode >> semaphores >> owner >> group >> set.creator >> creators_group >> used >>
+        set.changed) {
+      sets.push_back(set);
+    }
   }
   return sets;
+}
+
+std::set<int> NumbersOf(const std::vector<SemaphoreSet>& sets) {
+  std::set<int> numbers;
+  for (const SemaphoreSet& set : sets) numbers.insert(set.number);
+  return numbers;
 }
 
 /// Segments of both kinds that this process has made or has mapped.
@@ -93,63 +115,83 @@ int ParentIn(const std::string& stat) {
 /// Children that run, and those that ended and nobody has waited for.
 int CountChildren() {
   int count = 0;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator("/proc", error)) {
-    if (std::atoi(entry.path().filename().c_str()) == 0) continue;
-    std::ifstream file(entry.path() / "stat");
+  ForEachIn<fs::directory_iterator>("/proc", [&count](const fs::path& path) {
+    if (std::atoi(path.filename().c_str()) == 0) return;
+    std::ifstream file(path / "stat");
     std::string stat;
     std::getline(file, stat);
     if (ParentIn(stat) == getpid()) ++count;
-  }
+  });
   return count;
 }
 
-long ResidentBytes() {
+long CountLines(const char* path) {
+  std::ifstream file(path);
+  return std::count(std::istreambuf_iterator<char>(file), {}, '\n');
+}
+
+void LookAtMemory(Sample* sample) {
+  sample->blocks = allocations.blocks;
+  sample->heap = allocations.bytes;
   std::ifstream file("/proc/self/statm");
-  long all, resident = 0;
-  file >> all >> resident;
-  return resident * sysconf(_SC_PAGESIZE);
+  file >> sample->mapped >> sample->resident;
+  const long page = sysconf(_SC_PAGESIZE);
+  sample->mapped *= page;
+  sample->resident *= page;
+  sample->mappings = CountLines("/proc/self/maps");
 }
 
 }  // namespace
 
 Watch::Watch(std::string folder)
-    : folder_(std::move(folder)), strangers_sets_(ListSemaphoreSets()), descriptors_(ListDescriptors()) {}
+    : folder_(std::move(folder)), strangers_sets_(NumbersOf(ListSemaphoreSets())), descriptors_(ListDescriptors()) {}
 
-Watch::~Watch() {
+void Watch::RemoveSemaphoreSets() const {
   for (const int set : OwnSemaphoreSets()) semctl(set, 0, IPC_RMID);
 }
 
 // Other programs come and go with sets of their own; a set tells who used it last.
 std::set<int> Watch::OwnSemaphoreSets() const {
   std::set<int> own;
-  for (const int set : ListSemaphoreSets()) {
-    if (!strangers_sets_.contains(set) && semctl(set, 0, GETPID) == getpid()) own.insert(set);
+  for (const SemaphoreSet& set : ListSemaphoreSets()) {
+    if (!strangers_sets_.contains(set.number) && semctl(set.number, 0, GETPID) == getpid()) own.insert(set.number);
   }
   return own;
+}
+
+// A set that nobody has used tells its user only. Other programs of this user use theirs as soon as they have made
+// them.
+int Watch::CountSemaphoreSets() const {
+  constexpr long at_once = 2;
+  auto count = static_cast<int>(OwnSemaphoreSets().size());
+  for (const SemaphoreSet& set : ListSemaphoreSets()) {
+    if (!strangers_sets_.contains(set.number) && set.creator == geteuid() &&
+        set.changed + at_once < std::time(nullptr) && semctl(set.number, 0, GETPID) == 0) {
+      ++count;
+    }
+  }
+  return count;
 }
 
 Sample Watch::Look() const {
   Sample sample;
   // Memory first: what looks at the rest takes some.
-  sample.blocks = allocations.blocks;
-  sample.heap = allocations.bytes;
-  sample.resident = ResidentBytes();
-  sample.counts = {CountEntries("/proc/self/fd"),
-                   CountEntries("/proc/self/task"),
-                   static_cast<int>(OwnSemaphoreSets().size()),
+  LookAtMemory(&sample);
+  sample.counts = {CountEntries<fs::directory_iterator>("/proc/self/fd"),
+                   CountEntries<fs::directory_iterator>("/proc/self/task"),
+                   CountSemaphoreSets(),
                    CountSharedMemory(),
                    CountChildren(),
-                   CountFiles(folder_)};
+                   CountEntries<fs::recursive_directory_iterator>(folder_)};
   return sample;
 }
 
 std::string Watch::NewDescriptors() {
-  const std::map<int, std::string> before = std::exchange(descriptors_, ListDescriptors());
+  std::map<std::string, int> before = std::exchange(descriptors_, ListDescriptors());
   std::string text;
-  for (const auto& [descriptor, target] : descriptors_) {
-    const auto found = before.find(descriptor);
-    if (found == before.end() || found->second != target) text += " " + std::to_string(descriptor) + " -> " + target;
+  for (const auto& [name, count] : descriptors_) {
+    const int more = count - before[name];
+    if (more > 0) text += " " + name + " (" + std::to_string(more) + ")";
   }
   return text;
 }

@@ -112,14 +112,41 @@ TEST_F(WatchTest, SeesResidentMemory) {
   EXPECT_GE(watch_.Look().resident - before, 60 * 1024 * 1024);
 }
 
+TEST_F(WatchTest, SeesMemoryThatIsMappedOnly) {
+  constexpr std::size_t size = 64 * 1024 * 1024;
+  const Sample before = watch_.Look();
+  // Two that the system does not make one of.
+  void* const first = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+  void* const second = mmap(nullptr, 1, PROT_READ, MAP_SHARED, file, 0);
+  close(file);
+  const Sample now = watch_.Look();
+  munmap(first, size);
+  munmap(second, 1);
+  EXPECT_GE(now.mapped, before.mapped + static_cast<long>(size));
+  EXPECT_GE(now.mappings, before.mappings + 1);
+}
+
 TEST_F(WatchTest, SeesADescriptorAndSaysWhatItIs) {
   EXPECT_EQ(watch_.NewDescriptors(), "");
-  const int descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(Look().descriptors, before_.descriptors + 1);
-  EXPECT_EQ(watch_.NewDescriptors(), " " + std::to_string(descriptor) + " -> /dev/null");
+  const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const int zeros[] = {open("/dev/zero", O_RDONLY | O_CLOEXEC), open("/dev/zero", O_RDONLY | O_CLOEXEC)};
+  EXPECT_EQ(Look().descriptors, before_.descriptors + 3);
+  EXPECT_EQ(watch_.NewDescriptors(), " /dev/null (1) /dev/zero (2)");
+  EXPECT_EQ(watch_.NewDescriptors(), "");
+  for (const int descriptor : {null, zeros[0], zeros[1]}) close(descriptor);
+  EXPECT_EQ(Look(), before_);
+}
+
+TEST_F(WatchTest, TakesAFilesSuccessorForTheFile) {
+  folder_.Write("ledger-1", "");
+  folder_.Write("ledger-2", "");
+  int descriptor = open(folder_.File("ledger-1").c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_NE(watch_.NewDescriptors(), "");
+  close(descriptor);
+  descriptor = open(folder_.File("ledger-2").c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(watch_.NewDescriptors(), "");
   close(descriptor);
-  EXPECT_EQ(Look(), before_);
 }
 
 TEST_F(WatchTest, SeesAThread) {
@@ -135,6 +162,13 @@ TEST_F(WatchTest, SeesAThread) {
 TEST_F(WatchTest, SeesASemaphoreOfThisProcess) {
   const int set = MakeSemaphore();
   EXPECT_EQ(Look().semaphores, before_.semaphores + 1);
+  semctl(set, 0, IPC_RMID);
+  EXPECT_EQ(Look(), before_);
+}
+
+TEST_F(WatchTest, SeesASemaphoreThatNobodyHasUsed) {
+  const int set = semget(IPC_PRIVATE, 1, IPC_CREAT | 0600);
+  EXPECT_TRUE(support::WaitUntil([&] { return Look().semaphores == before_.semaphores + 1; }));
   semctl(set, 0, IPC_RMID);
   EXPECT_EQ(Look(), before_);
 }

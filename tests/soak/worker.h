@@ -32,6 +32,7 @@ class Worker final : public LThread {
 
   const std::string& Name() const { return name_; }
   unsigned long Rounds() const { return rounds_.load(); }
+  bool IsInRound() const { return is_in_round_.load(); }
 
  private:
   const std::string name_;
@@ -39,6 +40,7 @@ class Worker final : public LThread {
   Gate& gate_;
   Failure& failure_;
   std::atomic<unsigned long> rounds_{0};
+  std::atomic<bool> is_in_round_{false};
 };
 
 }  // namespace soak
