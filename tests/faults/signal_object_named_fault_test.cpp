@@ -119,7 +119,7 @@ class SignalObjectNamedFault : public testing::Test {
 TEST_F(SignalObjectNamedFault, AWaitFailsWithWhatItNeeds) {
   struct Case {
     const char* call;
-    std::function<int()>* fault;
+    support::Replacement<int()>* fault;
     int error;
     bool leaves_path;
   };

@@ -46,7 +46,11 @@ class Replacement<Answer(Arguments...)> {
  public:
   explicit Replacement(const char* call) : call_(call) {}
   Replacement(const Replacement&) = delete;
-  Replacement& operator=(const Replacement&) = delete;
+  /// Does the same as the other, under its own name.
+  Replacement& operator=(const Replacement& other) {
+    function_ = other.function_;
+    return *this;
+  }
   Replacement& operator=(std::function<Answer(Arguments...)> function) {
     function_ = std::move(function);
     return *this;

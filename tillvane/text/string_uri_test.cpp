@@ -52,7 +52,7 @@ TEST(StringURI, EveryByteHasItsFormWithinALongText) {
   for (int c = 1; c < 256; ++c) {
     const char one[] = {static_cast<char>(c), '\0'};
     const std::string form = Encode(one, 10);
-    for (const std::size_t place : {0, 7, 15, 16, 31, 46}) {
+    for (const std::size_t place : {0U, 7U, 15U, 16U, 31U, 46U}) {
       for (std::size_t length = 48; length <= kept.size(); ++length) {
         std::string text = kept.substr(0, length), expected = text;
         text[place] = one[0];
