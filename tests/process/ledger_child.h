@@ -96,6 +96,8 @@ class LedgerChild {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, socket, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, socket, STDOUT_FILENO);
+    // What whoever runs the tests left open would make a limit of descriptors leave more than it says.
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
     char path[] = TILLVANE_TEST_HELPER;
     char* const arguments[] = {path, nullptr};
     EXPECT_EQ(posix_spawn(&pid_, path, &actions, nullptr, arguments, environ), 0) << path;
