@@ -23,7 +23,7 @@ constexpr unsigned int kEndMs = 120000;
 
 class SoakTest : public testing::Test {
  protected:
-  /// With somebody's folder, which is not the soak's to remove.
+  /// With the folder of another process's soak, which is not this one's to remove.
   void SetUp() override { others_.Write("kept", ""); }
   void TearDown() override {
     EXPECT_TRUE(std::filesystem::exists(others_.File("kept")));
@@ -31,7 +31,7 @@ class SoakTest : public testing::Test {
   }
 
   std::vector<std::string> Environment() const {
-    return {"TMPDIR=" + folder_.Path(), "TILLVANE_SOAK_FOLDER=" + others_.Path()};
+    return {"TMPDIR=" + folder_.Path(), "TILLVANE_SOAK_FOLDER=1:" + others_.Path()};
   }
   ProcessResult Run(const std::string& seconds, const std::vector<std::string>& more = {}) const {
     std::vector<std::string> command = {TILLVANE_TEST_SOAK, "--window", "1", "--seconds", seconds};
@@ -83,6 +83,29 @@ TEST_F(SoakTest, EndsAndSaysWhoHangs) {
   EXPECT_THAT(result.output, HasSubstr("soak: FAILED after "));
   // On a busy machine others may be as slow.
   EXPECT_THAT(result.output, testing::ContainsRegex(": no end of a round of:.* leak"));
+}
+
+TEST_F(SoakTest, EndsWhenTheMainThreadHangs) {
+  const ProcessResult result = Run("100", {"--leak", "main-hang", "--patience", "3"});
+  EXPECT_EQ(result.exit_code, 1) << result.output << result.errors;
+  EXPECT_THAT(result.output, HasSubstr(" s: the main thread stands still\n"));
+}
+
+TEST_F(SoakTest, UnderNohupGoesOnWithoutItsTerminal) {
+  void (*const before)(int) = signal(SIGHUP, SIG_IGN);
+  ChildProcess soak({TILLVANE_TEST_SOAK, "--window", "1"}, Environment());
+  signal(SIGHUP, before);
+  ASSERT_TRUE(soak.WaitForOutput("rounds: store", kEndMs));
+  soak.Signal(SIGHUP);
+  // One that was to end would not come so far.
+  const auto lines = [&soak] { return std::count(soak.Output().begin(), soak.Output().end(), '\n'); };
+  const support::Stopwatch watch;
+  while (lines() < 4 && watch.Ms() < kEndMs && !soak.WaitForEnd(100)) continue;
+  EXPECT_GE(lines(), 4);
+  EXPECT_THAT(soak.Output(), testing::Not(HasSubstr("stopped early")));
+  soak.Signal(SIGTERM);
+  EXPECT_TRUE(soak.WaitForEnd(kEndMs));
+  EXPECT_EQ(soak.ExitCode(), 0) << soak.Output();
 }
 
 class SoakSignal : public SoakTest, public testing::WithParamInterface<int> {};

@@ -41,6 +41,13 @@ std::string CompareCounts(const Counts& first, const Counts& now) {
   return changed;
 }
 
+bool Settling::IsSettledBy(const Counts& look) {
+  if (first_ != nullptr) return look == *first_;
+  alike_ = look == last_ ? alike_ + 1 : 1;
+  last_ = look;
+  return alike_ >= kLooksAlike;
+}
+
 std::string FindGrowth(const std::vector<Sample>& samples) {
   if (samples.size() < kFewestForMemory) return "";
   std::string grown;

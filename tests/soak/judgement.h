@@ -32,6 +32,25 @@ struct Sample {
 /// nothing
 std::string CompareCounts(const Counts& first, const Counts& now);
 
+/// Whether what is looked at again and again has come to rest: a thread or a child that has ended may be seen for a
+/// moment. At the first quiet point the counts have to stay the same for a few looks; later, they have to be the
+/// first's.
+class Settling {
+ public:
+  /// \param first the counts of the first quiet point; null at that one
+  explicit Settling(const Counts* first) : first_(first) {}
+
+  /// \return whether no further look is needed
+  bool IsSettledBy(const Counts& look);
+
+ private:
+  static constexpr int kLooksAlike = 3;
+
+  const Counts* const first_;
+  Counts last_;
+  int alike_ = 0;
+};
+
 /// Between the first and the last third of the run the blocks in use may grow by so many: a list is longer where more
 /// came together. A leak of three blocks in two seconds is found in two minutes, however small the block. Each kind of
 /// purchase comes somewhat more often.

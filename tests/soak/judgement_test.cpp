@@ -27,6 +27,30 @@ std::vector<Sample> Samples(int count, long step, long noise = 0) {
   return samples;
 }
 
+Counts Threads(int count) {
+  Counts counts;
+  counts.threads = count;
+  return counts;
+}
+
+TEST(Settling, AtTheFirstQuietPointTheCountsStayTheSame) {
+  soak::Settling settling(nullptr);
+  EXPECT_FALSE(settling.IsSettledBy(Threads(0)));
+  EXPECT_FALSE(settling.IsSettledBy(Threads(3)));
+  EXPECT_FALSE(settling.IsSettledBy(Threads(3)));
+  // One that had ended was still seen.
+  EXPECT_FALSE(settling.IsSettledBy(Threads(2)));
+  EXPECT_FALSE(settling.IsSettledBy(Threads(2)));
+  EXPECT_TRUE(settling.IsSettledBy(Threads(2)));
+}
+
+TEST(Settling, LaterTheyAreTheFirsts) {
+  const Counts first = Threads(2);
+  soak::Settling settling(&first);
+  for (int look = 0; look < 5; ++look) EXPECT_FALSE(settling.IsSettledBy(Threads(3)));
+  EXPECT_TRUE(settling.IsSettledBy(Threads(2)));
+}
+
 struct CountCase {
   const char* name;
   int Counts::*count;

@@ -50,6 +50,17 @@ void Hang() {
   LSignalObject().WaitSignal(for_ever);
 }
 
+class HangingWork final : public LThreadRunOnMainThreadData {
+ public:
+  void MainThreadFunction() override { Hang(); }
+};
+
+void HangOnMainThread() {
+  LThreadRunOnMainThread sender;
+  sender.RunOnMainThread(new HangingWork);
+  Hang();
+}
+
 /// As often as the slowest of the others have a round.
 class LeakTask final : public Task {
  public:
@@ -77,6 +88,8 @@ class LeakTask final : public Task {
         return WriteFile(file_ + std::to_string(rounds_), "");
       case Leak::kHang:
         return Hang();
+      case Leak::kMainHang:
+        return HangOnMainThread();
       case Leak::kMapping:
         return LoseMapping();
       case Leak::kMemory:

@@ -33,11 +33,11 @@ struct LeakName {
 };
 
 /// Not in the help, as --patience is not: for the test of the watch itself.
-constexpr LeakName kLeaks[] = {{"child", Leak::kChild},         {"descriptor", Leak::kDescriptor},
-                               {"file", Leak::kFile},           {"hang", Leak::kHang},
-                               {"mapping", Leak::kMapping},     {"memory", Leak::kMemory},
-                               {"semaphore", Leak::kSemaphore}, {"shared-memory", Leak::kSharedMemory},
-                               {"thread", Leak::kThread}};
+constexpr LeakName kLeaks[] = {
+    {"child", Leak::kChild},   {"descriptor", Leak::kDescriptor}, {"file", Leak::kFile},
+    {"hang", Leak::kHang},     {"main-hang", Leak::kMainHang},    {"mapping", Leak::kMapping},
+    {"memory", Leak::kMemory}, {"semaphore", Leak::kSemaphore},   {"shared-memory", Leak::kSharedMemory},
+    {"thread", Leak::kThread}};
 
 constexpr const char* kFlags[] = {"--leak", "--patience", "--seconds", "--window"};
 

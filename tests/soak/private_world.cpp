@@ -82,9 +82,14 @@ PrivateWorld::PrivateWorld(char** arguments) : path_(TakeFolder()) {
   if (path_.empty()) StartAnew(arguments, MakeFolders());
 }
 
-void PrivateWorld::Remove() const {
+PrivateWorld::~PrivateWorld() {
   std::error_code ignored;
   std::filesystem::remove_all(path_, ignored);
+}
+
+void PrivateWorld::EndProcess() const {
+  execl("/bin/sh", "sh", "-c", "rm -rf -- \"$1\"; exit 1", "sh", path_.c_str(), nullptr);
+  _exit(1);
 }
 
 }  // namespace soak

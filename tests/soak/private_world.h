@@ -11,12 +11,13 @@ class PrivateWorld {
   /// Ends the process when the folder cannot be made. A process starts itself anew the first time: GLib
   /// reads its settings before `main`.
   explicit PrivateWorld(char** arguments);
-  ~PrivateWorld() { Remove(); }
+  ~PrivateWorld();
   PrivateWorld(const PrivateWorld&) = delete;
   PrivateWorld& operator=(const PrivateWorld&) = delete;
 
-  /// For a process that ends without its destructors.
-  void Remove() const;
+  /// Ends the process with status 1, and all its threads at once, whatever they do. Nobody is left to make anew what is
+  /// removed.
+  [[noreturn]] void EndProcess() const;
 
   const std::string& Path() const { return path_; }
   std::string Path(const std::string& name) const { return path_ + '/' + name; }

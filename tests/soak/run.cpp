@@ -18,11 +18,9 @@ namespace {
 constexpr gint64 kSecond = 1000000;
 /// What the first windows take is kept for later: caches, pools, stacks.
 constexpr unsigned int kWarmUpWindows = 2;
-/// A thread or a child that has ended may be seen for a moment.
+/// What has not come to rest by then is taken as it is. Looks are so far apart.
 constexpr gint64 kSettleLimit = 5 * kSecond;
-/// So many looks in a row that show the same, so far apart, are what the first quiet point has.
-constexpr int kSettledLooks = 3;
-constexpr unsigned int kLookMs = 50;
+constexpr unsigned int kFirstLookMs = 50, kLookMs = 5;
 /// A main loop on a busy machine is late, but not so late.
 constexpr unsigned int kFreezeLimitMs = 5000;
 constexpr unsigned int kMomentMs = 5;
@@ -36,7 +34,13 @@ constexpr double kMiB = 1024.0 * 1024.0;
 }  // namespace
 
 Run::Run(const Options& options, const PrivateWorld& world)
-    : options_(options), world_(world), host_([this] { return stop_.HasCome(); }), shop_(host_), watch_(world.Path()) {
+    : options_(options),
+      world_(world),
+      host_([this] { return stop_.HasCome(); }),
+      shop_(host_),
+      watch_(world.Path()),
+      watchdog_(
+          options.patience, [this] { return host_.SignsOfLife(); }, [this] { GiveUpOnMainThread(); }) {
   LThreadRunOnMainThread::Init();
   AddWorkers();
 }
@@ -161,17 +165,15 @@ void Run::FillEventPool() {
   while (LEventQueueCount() > 0) LProcessClearEventQueue();
 }
 
-/// Until the counts are those of the first quiet point, or at that one until they stay the same.
-Sample Run::LookUntilSettled() const {
+Sample Run::LookUntilSettled() {
   const gint64 end = g_get_monotonic_time() + kSettleLimit;
   const bool is_first = samples_.empty();
+  Settling settling(is_first ? nullptr : &samples_.front().counts);
   Sample sample = watch_.Look();
-  for (int alike = 1; g_get_monotonic_time() < end;) {
-    if (is_first ? alike == kSettledLooks : sample.counts == samples_.front().counts) break;
-    LProcessInterfaceVoid().ProcessWait(is_first ? kLookMs : kMomentMs);
-    const Sample next = watch_.Look();
-    alike = next.counts == sample.counts ? alike + 1 : 1;
-    sample = next;
+  while (!settling.IsSettledBy(sample.counts) && g_get_monotonic_time() < end) {
+    LProcessInterfaceVoid().ProcessWait(is_first ? kFirstLookMs : kLookMs);
+    host_.ShowLife();
+    sample = watch_.Look();
   }
   return sample;
 }
@@ -247,10 +249,20 @@ bool Run::Report() {
 
 void Run::GiveUp() {
   Report();
+  EndWithoutDestructors();
+}
+
+/// On the watchdog's thread: what the run knows is the main thread's.
+void Run::GiveUpOnMainThread() const {
+  std::printf("soak: FAILED after %.0f s: the main thread stands still\n", Seconds());
+  EndWithoutDestructors();
+}
+
+/// The commands that tasks have started end by themselves with the pipes that they read or write.
+void Run::EndWithoutDestructors() const {
   std::fflush(stdout);
   watch_.RemoveSemaphoreSets();
-  world_.Remove();
-  std::_Exit(1);
+  world_.EndProcess();
 }
 
 double Run::Seconds() const { return static_cast<double>(g_get_monotonic_time() - begin_) / kSecond; }

@@ -11,6 +11,7 @@
 #include "shop.h"
 #include "stop_request.h"
 #include "watch.h"
+#include "watchdog.h"
 #include "worker.h"
 
 namespace soak {
@@ -23,7 +24,7 @@ class Run {
   Run(const Run&) = delete;
   Run& operator=(const Run&) = delete;
 
-  /// Ends the process when a worker hangs: it cannot be destroyed.
+  /// Ends the process when a worker or the main thread hangs: they cannot be destroyed.
   /// \return whether nothing grew and every result was right
   bool Do();
 
@@ -37,7 +38,7 @@ class Run {
   bool WaitForWorkers();
   void OpenNewLedger();
   static void FillEventPool();
-  Sample LookUntilSettled() const;
+  Sample LookUntilSettled();
   void PrintWindow(const Sample& sample, unsigned int freeze_ms);
   void Judge(unsigned int freeze_ms);
   void RequireRounds();
@@ -45,6 +46,8 @@ class Run {
   std::string WhoHangs() const;
   bool Report();
   [[noreturn]] void GiveUp();
+  [[noreturn]] void GiveUpOnMainThread() const;
+  [[noreturn]] void EndWithoutDestructors() const;
   double Seconds() const;
 
   const Options options_;
@@ -62,6 +65,7 @@ class Run {
   std::vector<unsigned long> rounds_;  ///< of each worker, at the last quiet point
   std::string hanging_;
   std::vector<Sample> samples_;  ///< after the warm-up
+  const Watchdog watchdog_;
 };
 
 }  // namespace soak

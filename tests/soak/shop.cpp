@@ -53,6 +53,7 @@ gboolean Host::Beat(gpointer self) {
   const gint64 now = g_get_monotonic_time();
   host.longest_ = std::max(host.longest_, now - host.last_beat_);
   host.last_beat_ = now;
+  host.ShowLife();
   return G_SOURCE_CONTINUE;
 }
 

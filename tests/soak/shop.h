@@ -3,12 +3,14 @@
 #include <glib.h>
 #include <tillvane/tillvane.h>
 
+#include <atomic>
 #include <functional>
 #include <string>
 
 namespace soak {
 
-/// How this host waits: its loop goes on, and a timer of its own measures how long it stood still. Main thread only.
+/// How this host waits: its loop goes on, and a timer of its own measures how long it stood still. Main thread only,
+/// but for the signs of life, of which any thread may ask.
 class Host final : public LProcessInterface, public LProcessEventsHandler {
  public:
   explicit Host(std::function<bool()> is_to_stop);
@@ -33,6 +35,10 @@ class Host final : public LProcessInterface, public LProcessEventsHandler {
   void BeginPause();
   void EndPause();
 
+  /// Grow with each beat of the timer, and when the host shows that it has not stopped though its loop has.
+  void ShowLife() { ++signs_of_life_; }
+  unsigned long SignsOfLife() const { return signs_of_life_; }
+
  private:
   static gboolean Beat(gpointer self);
 
@@ -40,6 +46,7 @@ class Host final : public LProcessInterface, public LProcessEventsHandler {
   const guint timer_;
   gint64 last_beat_;
   gint64 longest_ = 0;
+  std::atomic<unsigned long> signs_of_life_{0};
 };
 
 /// The host's side of the store bridge.

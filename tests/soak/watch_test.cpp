@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -212,6 +213,21 @@ TEST_F(WatchTest, SeesAChildThatNobodyWaitedFor) {
   EXPECT_EQ(Look().children, before_.children + 1);
   waitpid(child, nullptr, 0);
   EXPECT_EQ(Look(), before_);
+}
+
+TEST_F(WatchTest, AFolderThatGoesWhileItIsLookedAtIsNoMistake) {
+  EXPECT_EQ(Watch(folder_.File("never-there")).Look().counts.files, 0);
+  std::atomic<bool> is_over{false};
+  std::thread thread([&] {
+    while (!is_over) {
+      for (int i = 0; i < 10; ++i) mkdir(folder_.File(std::to_string(i)).c_str(), 0700);
+      for (int i = 0; i < 10; ++i) rmdir(folder_.File(std::to_string(i)).c_str());
+    }
+  });
+  for (int i = 0; i < 300; ++i) EXPECT_LE(Look().files, before_.files + 10);
+  is_over = true;
+  thread.join();
+  EXPECT_EQ(Look().files, before_.files);
 }
 
 TEST_F(WatchTest, SeesAFileInAFolder) {
