@@ -34,7 +34,7 @@ extern "C" {
 
 void* SystemMalloc(std::size_t size) asm("__libc_malloc");
 
-void* malloc(std::size_t size) {
+[[gnu::visibility("default")]] void* malloc(std::size_t size) {
   while (allocating.test_and_set()) std::this_thread::yield();
   if (faults_in_allocator) support::WriteToNowhere();
   void* const memory = SystemMalloc(size);
@@ -43,7 +43,7 @@ void* malloc(std::size_t size) {
 }
 
 /// The C library's, or one that does not come back.
-int backtrace(void** addresses, int most) {
+[[gnu::visibility("default")]] int backtrace(void** addresses, int most) {
   // Looked up when the host asks for reports, before there is a crash.
   static const auto next = support::Next(&backtrace, "backtrace");
   while (backtrace_hangs) {

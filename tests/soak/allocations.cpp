@@ -34,6 +34,9 @@ void Uncount(void* block) {
 
 }  // namespace
 
+// Seen by the libraries too, whatever the compiler makes of what is hidden.
+#pragma GCC visibility push(default)
+
 extern "C" {
 
 void* malloc(std::size_t size) { return Counted(__libc_malloc(size)); }
@@ -65,3 +68,5 @@ void free(void* block) {
 }
 
 }  // extern "C"
+
+#pragma GCC visibility pop
