@@ -35,7 +35,7 @@ def describe(library, headers):
 
 
 def compare(kept, now):
-    """\\return (abidiff's report, is there a difference, can older programs not use it)"""
+    """\\return (abidiff's report, is there a difference)"""
     # What it takes for harmless, such as a further enumerator, is a change all the same.
     compared = subprocess.run(["abidiff", "--harmless", "--no-show-locs", kept, now], capture_output=True, text=True)
     if compared.returncode & FAILED:

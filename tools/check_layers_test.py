@@ -256,6 +256,9 @@ BROKEN = [
     ("a test with a child that is not listed",
      {"tests/process/forgotten_test.cpp": ""},
      r"^tests/process/forgotten_test\.cpp:1: is not built; give it a line in tests/CMakeLists\.txt"),
+    ("a test in another language that is only spoken of",
+     {"tests/mac/spoken_test.mm": "", "tests/CMakeLists.txt": "# As spoken_test.mm does.\n"},
+     r"^tests/mac/spoken_test\.mm:1: is not built"),
     ("a public header that is not listed",
      {"tillvane/core/LNew.h": "", "tillvane/tillvane.h": GOOD["tillvane/tillvane.h"] +
       "#include <tillvane/core/LNew.h>\n"},
@@ -316,7 +319,7 @@ def run_main(folder):
 class RulesTest(unittest.TestCase):
     def setUp(self):
         # The project's own exceptions are none of a small tree's.
-        for table in (check_layers.REACHES_UP, check_layers.BACKEND_NEEDS):
+        for table in (check_layers.REACHES_UP, check_layers.BACKEND_NEEDS, check_layers.NOT_FOR_MAC):
             patch = mock.patch.dict(table, clear=True)
             patch.start()
             self.addCleanup(patch.stop)
@@ -362,6 +365,14 @@ class RulesTest(unittest.TestCase):
                 self.assertEqual(findings(changes), [])
                 self.assertRegex("\n".join(findings({})), r":1: no longer includes .*; take the exception out")
 
+    def test_what_nothing_asks_of_macos_is_a_seam_function(self):
+        without_current = mac_backend(GOOD_MAC_CODE.replace("Scope* Scope::Current()", "Scope* Other()"))
+        with mock.patch.dict(check_layers.NOT_FOR_MAC, {"Scope::Current": "a reason"}):
+            self.assertEqual(findings(without_current), [])
+            self.assertRegex("\n".join(findings(mac_backend(GOOD_MAC_CODE))), "names Scope::Current, which is defined for mac")
+        with mock.patch.dict(check_layers.NOT_FOR_MAC, {"Gone": "a reason"}):
+            self.assertRegex("\n".join(findings({})), "names Gone, which is no seam function; take the line out")
+
     def test_reading_nothing_is_a_failure(self):
         with tempfile.TemporaryDirectory() as folder:
             status, output = run_main(folder)
@@ -377,7 +388,7 @@ class RulesTest(unittest.TestCase):
 
 class ProjectTest(unittest.TestCase):
     def test_exceptions_have_reasons(self):
-        for table in (check_layers.REACHES_UP, check_layers.BACKEND_NEEDS):
+        for table in (check_layers.REACHES_UP, check_layers.BACKEND_NEEDS, check_layers.NOT_FOR_MAC):
             for key, reason in table.items():
                 self.assertTrue(reason.strip(), key)
 

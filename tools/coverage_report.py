@@ -99,6 +99,8 @@ def measured_files(export, root):
             continue
         segments = [Segment(*segment) for segment in file["segments"]]
         found[name] = Measured(line_counts(segments), branch_counts(file["branches"], segments))
+    if not found:
+        sys.exit(f"coverage_report: no file of the library in {root} was measured")
     return dict(sorted(found.items()))
 
 

@@ -77,6 +77,10 @@ class Files(unittest.TestCase):
         self.assertEqual(list(coverage_report.measured_files(export, ROOT)),
                          ["tillvane/a.cpp", "tillvane/b.cpp", "tillvane/platform/linux/f.cpp"])
 
+    def test_nothing_measured_is_an_error(self):
+        with self.assertRaisesRegex(SystemExit, "no file of the library in /root was measured"):
+            coverage_report.measured_files({"data": [{"files": []}]}, Path("/root"))
+
     def test_the_table_has_a_row_for_each_and_the_sums(self):
         files = coverage_report.measured_files(export_of(
             tillvane__a=file_of([[1, 1, 1, True, True, False], [3, 9, 0, False, False, False]],

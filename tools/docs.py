@@ -157,7 +157,10 @@ def missing_pages(folder, headers):
 
 def undocumented_values(folder):
     """The values of enumerations that nothing is said of."""
-    for path in sorted(folder.glob("*.xml")):
+    paths = sorted(folder.glob("*.xml"))
+    if not paths:
+        yield f"{folder} is empty; is GENERATE_XML on in docs/Doxyfile?"
+    for path in paths:
         for member in ElementTree.parse(path).iter("memberdef"):
             for value in member.iter("enumvalue") if member.get("prot") != "private" else ():
                 said = chain(value.find("briefdescription").itertext(), value.find("detaileddescription").itertext())

@@ -130,6 +130,10 @@ class Links(Tree):
             with self.subTest(text):
                 self.assertEqual(self.dead(text), expected)
 
+    def test_values_that_nobody_could_look_at_are_not_well(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.assertRegex("".join(docs.undocumented_values(Path(folder))), "is empty; is GENERATE_XML on")
+
     def test_a_check_that_reads_nothing_fails(self):
         (self.root / "html").mkdir()
         with contextlib.redirect_stdout(io.StringIO()):

@@ -2,10 +2,10 @@
 """Runs the tests of a preset and keeps what came out; writes the report of ./dev test --report.
 
 usage: tools/test_report.py run PRESET JOBS
-       tools/test_report.py write REPORT
+       tools/test_report.py write REPORT PRESET...
 
-`run` leaves the results in build/report/tests/PRESET; where they are there and no source has changed since, it runs
-nothing. `write` takes what is there: the tests of each preset, the faults that they noted, what ./dev fuzz left in
+`run` leaves the results in build/report/tests/PRESET; where they are there, all is well in them and no source has changed
+since, it runs nothing. `write` takes what is there: the tests of these presets, the faults that they noted, what ./dev fuzz left in
 build/fuzz, the coverage with the reasons of tests/coverage_reasons.txt, and what check_signal_safety.py says of the
 libraries in build/release and build/report/clang++. The exit status is 1 where something of it is missing or not well.
 """
@@ -51,7 +51,7 @@ def git(*arguments):
 def fingerprint():
     """Of all that the tests are made of."""
     names = git("ls-files", "--cached", "--others", "--exclude-standard", "--", "CMakeLists.txt", "CMakePresets.json",
-                "cmake", "examples", "tests", "tillvane")
+                "cmake", "examples", "packaging", "tests", "tillvane")
     whole = hashlib.sha256()
     for name in sorted(names.splitlines()):
         path = ROOT / name
@@ -100,16 +100,18 @@ def fixed_layout():
 def run(preset, jobs):
     folder = RESULTS / preset
     made_of = fingerprint()
-    state = folder / "state.json"
-    if state.exists() and json.loads(state.read_text())["made_of"] == made_of:
+    state, results = folder / "state.json", folder / "tests.xml"
+    if state.exists() and json.loads(state.read_text())["made_of"] == made_of and all_is_well(results.read_text()):
         print(f"test_report: the tests of {preset} have run")
         return
     environment = {**os.environ, **prepare(preset, folder)}
     begin = time.time()
     command = [*(fixed_layout() if preset == "tsan" else []), "ctest", "--preset", preset, "--parallel", jobs,
-               "--output-junit", str(folder / "tests.xml")]
+               "--output-junit", str(results)]
     with (folder / "ctest.log").open("w") as log:
         subprocess.run(command, cwd=ROOT, env=environment, stdout=log, check=False)
+    if not results.exists():
+        sys.exit(f"test_report: ctest left no results; what it wrote is in {log.name}")
     listed = subprocess.run(["ctest", "--test-dir", f"build/{preset}", "--show-only=json-v1"], cwd=ROOT, check=True,
                             stdout=subprocess.PIPE, text=True).stdout
     (folder / "all.json").write_text(listed)
@@ -160,6 +162,10 @@ def outcomes(junit):
     return found
 
 
+def all_is_well(junit):
+    return all(outcome != "failed" for outcome, _ in outcomes(junit).values())
+
+
 def labels_of(test):
     return next((one["value"] for one in test.get("properties", []) if one["name"] == "LABELS"), [])
 
@@ -178,7 +184,8 @@ def tests_of(preset, junit, listed):
 
 
 def label_reasons(text):
-    """{(program, label): the comment that stands above it in tests/CMakeLists.txt}"""
+    """{(program, label): the comment above it in tests/CMakeLists.txt, which may be for several calls, one below the
+    other, that have labels}"""
     found, comment, statement = {}, [], ""
     was_comment = False
     for line in text.splitlines():
@@ -192,9 +199,12 @@ def label_reasons(text):
         if statement.count("(") != statement.count(")"):
             continue
         called = re.match(r"\s*tillvane_add_tests?\((\S+)", statement)
-        for label in re.findall(r"\bno-\w+\b", statement) if called else ():
+        labels = re.findall(r"\bno-\w+\b", statement) if called else []
+        for label in labels:
             name = Path(called.group(1)).stem.removeprefix("tillvane_")
             found[f"tillvane_{name}", label] = " ".join(comment)
+        if not labels:
+            comment = []
         statement = ""
     return found
 
@@ -220,8 +230,6 @@ def test_section(results, states, reasons):
     for preset, tests in results.items():
         lines.append(f"`{preset}`: commit {states[preset]['commit']}, {states[preset]['seconds']} s.")
         findings += [f"{preset}: {test.name} failed {test.reason}".rstrip() for test in tests if test.outcome == "failed"]
-    findings += [f"the tests of `{preset}` did not run ({what})" for preset, what in PRESETS.items()
-                 if preset not in results]
     skipped = Counter((preset, test.reason) for preset, tests in results.items() for test in tests
                       if test.outcome == "skipped")
     if skipped:
@@ -404,19 +412,24 @@ HEAD = """# What the tests show
 
 Written by `./dev test --report` (`./dev test --report=quick` without the sanitizers' two presets): on Debian 12 it
 installs what it lacks, builds, runs all this and writes `build/report/tests/README.md`. It ends with an error where
-something below is missing.
+something of it is missing, or is not well.
 """.splitlines()
 
 
-def read_results():
-    results, states, faults = {}, {}, {}
-    for preset in PRESETS:
+def read_results(presets):
+    results, states, faults, findings = {}, {}, {}, []
+    made_of = fingerprint()
+    for preset in presets:
         folder = RESULTS / preset
-        if (folder / "state.json").exists():
-            states[preset] = json.loads((folder / "state.json").read_text())
-            results[preset] = tests_of(preset, (folder / "tests.xml").read_text(), (folder / "all.json").read_text())
-            faults[preset] = (folder / "faults.txt").read_text()
-    return results, states, faults
+        if not (folder / "state.json").exists():
+            findings.append(f"the tests of `{preset}` did not run ({PRESETS[preset]})")
+            continue
+        states[preset] = json.loads((folder / "state.json").read_text())
+        if states[preset]["made_of"] != made_of:
+            findings.append(f"the results of `{preset}` are those of other sources")
+        results[preset] = tests_of(preset, (folder / "tests.xml").read_text(), (folder / "all.json").read_text())
+        faults[preset] = (folder / "faults.txt").read_text()
+    return results, states, faults, findings
 
 
 def read_label_reasons():
@@ -426,8 +439,9 @@ def read_label_reasons():
     return found
 
 
-def sections():
-    results, states, faults = read_results()
+def sections(presets):
+    results, states, faults, findings = read_results(presets)
+    yield [], findings
     yield test_section(results, states, read_label_reasons())
     yield fault_section(faults)
     targets = sorted(path.name for path in (ROOT / "fuzz/corpus").iterdir())
@@ -440,10 +454,10 @@ def sections():
                            for name in LIBRARIES})
 
 
-def write(report):
+def write(report, presets):
     body, findings = [], []
-    for lines, found in sections():
-        body += ["", *lines]
+    for lines, found in sections(presets):
+        body += ["", *lines] if lines else []
         findings += found
     missing = ["", "Missing here:", "", *(f"- {finding}" for finding in findings)] if findings else []
     report.parent.mkdir(parents=True, exist_ok=True)
@@ -456,8 +470,8 @@ def write(report):
 def main(arguments):
     if len(arguments) == 3 and arguments[0] == "run" and arguments[1] in PRESETS:
         return run(arguments[1], arguments[2])
-    if len(arguments) == 2 and arguments[0] == "write":
-        return write(Path(arguments[1]))
+    if len(arguments) > 2 and arguments[0] == "write" and set(arguments[2:]) <= set(PRESETS):
+        return write(Path(arguments[1]), arguments[2:])
     print(__doc__, file=sys.stderr)
     return 2
 

@@ -57,27 +57,31 @@ class Tests(unittest.TestCase):
 # The first reason,
 # in two lines.
 tillvane_add_test(process/a_test.cpp LABELS threads no-asan)
+tillvane_add_test(process/a_too_test.cpp LABELS no-asan)
 tillvane_add_test(process/b_test.cpp)
 # The second one.
 tillvane_add_tests(tillvane_c_test ${PROJECT_SOURCE_DIR}/c_test.cpp
   LABELS no-tsan)
+
+tillvane_add_test(process/d_test.cpp LABELS no-tsan)
 """
         self.assertEqual(test_report.label_reasons(text),
                          {("tillvane_a_test", "no-asan"): "The first reason, in two lines.",
-                          ("tillvane_c_test", "no-tsan"): "The second one."})
+                          ("tillvane_a_too_test", "no-asan"): "The first reason, in two lines.",
+                          ("tillvane_c_test", "no-tsan"): "The second one.",
+                          ("tillvane_d_test", "no-tsan"): ""})
 
     def test_each_label_of_the_tree_has_a_reason(self):
         reasons = test_report.read_label_reasons()
         self.assertIn(("tillvane_soak_process_test", "no-asan"), reasons)
         self.assertEqual([label for label, reason in reasons.items() if not reason], [])
 
-    def test_a_test_that_failed_or_a_preset_that_did_not_run_is_a_finding(self):
+    def test_a_test_that_failed_is_a_finding(self):
         tests = test_report.tests_of("dev", JUNIT, listed(("A.Passes", "x"), ("A.Fails", "x"), ("A.Skips", "x")))
         lines, findings = test_report.test_section({"dev": tests}, {"dev": {"commit": "abc", "seconds": 7}}, {})
         self.assertIn("| unit | 1 passed, 1 failed, 1 skipped |", lines)
         self.assertIn("| `dev` | 1 | no second user |", lines)
-        self.assertIn("dev: A.Fails failed", findings)
-        self.assertEqual(sum("did not run" in finding for finding in findings), 3)
+        self.assertEqual(findings, ["dev: A.Fails failed"])
 
 
 class Faults(unittest.TestCase):
@@ -156,10 +160,10 @@ class Handlers(unittest.TestCase):
 
 class Report(unittest.TestCase):
     def write(self, *sections):
-        with tempfile.TemporaryDirectory() as folder, mock.patch.object(test_report, "sections", lambda: sections), \
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(test_report, "sections", lambda _: sections), \
                 contextlib.redirect_stdout(io.StringIO()):
             report = Path(folder) / "new" / "README.md"
-            return test_report.write(report), report.read_text()
+            return test_report.write(report, ["dev"]), report.read_text()
 
     def test_it_says_first_what_is_missing(self):
         status, text = self.write((["## One"], []), (["## Two"], ["two is broken"]))
@@ -172,7 +176,58 @@ class Report(unittest.TestCase):
         self.assertNotIn("Missing", text)
 
 
+class Results(unittest.TestCase):
+    def read(self, *presets):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(test_report, "RESULTS", Path(folder)), \
+                mock.patch.object(test_report, "fingerprint", lambda: "now"):
+            for preset, made_of in (("dev", "now"), ("asan", "before")):
+                (Path(folder) / preset).mkdir()
+                for name, text in {"state.json": json.dumps({"made_of": made_of}), "tests.xml": JUNIT,
+                                   "all.json": listed(("A.Passes", "x")), "faults.txt": ""}.items():
+                    (Path(folder) / preset / name).write_text(text)
+            return test_report.read_results(presets)
+
+    def test_those_of_other_sources_and_those_that_are_not_there_are_findings(self):
+        self.assertEqual(self.read("dev", "asan", "tsan")[3],
+                         ["the results of `asan` are those of other sources",
+                          "the tests of `tsan` did not run (g++, ThreadSanitizer)"])
+
+    def test_those_that_nobody_asks_for_are_none(self):
+        results, _, _, findings = self.read("dev")
+        self.assertEqual((list(results), findings), (["dev"], []))
+
+
 class Running(unittest.TestCase):
+    def run_with(self, ctest):
+        """\\return how often ctest was called"""
+        calls = []
+
+        def call(command, **_):
+            if "ctest" in command and "--output-junit" in command:
+                calls.append(command)
+                ctest(Path(command[command.index("--output-junit") + 1]))
+            return mock.Mock(stdout=listed(("A.Passes", "x")))
+
+        with mock.patch.object(test_report.subprocess, "run", call), \
+                mock.patch.object(test_report, "fingerprint", lambda: "now"), \
+                mock.patch.object(test_report, "git", lambda *_: "abc\n"), \
+                contextlib.redirect_stdout(io.StringIO()):
+            test_report.run("dev", "2")
+            test_report.run("dev", "2")
+        return len(calls)
+
+    def test_what_was_well_is_not_run_again_and_what_failed_is(self):
+        well = JUNIT.replace('status="fail"', 'status="run"')
+        for junit, runs in ((well, 1), (JUNIT, 2)):
+            with tempfile.TemporaryDirectory() as folder, mock.patch.object(test_report, "RESULTS", Path(folder)):
+                self.assertEqual(self.run_with(lambda path, text=junit: path.write_text(text)), runs)
+
+    def test_a_run_without_results_is_an_error_and_keeps_nothing(self):
+        with tempfile.TemporaryDirectory() as folder, mock.patch.object(test_report, "RESULTS", Path(folder)):
+            with self.assertRaisesRegex(SystemExit, "left no results"):
+                self.run_with(lambda _: None)
+            self.assertFalse((Path(folder) / "dev/state.json").exists())
+
     def test_a_folder_for_all_is_one_in_which_all_may_write(self):
         with tempfile.TemporaryDirectory() as outer:
             folder = Path(outer) / "profiles"

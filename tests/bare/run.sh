@@ -115,7 +115,8 @@ run_consumer() {
 # Nothing but what apt remembers of the files that it was given, and what the user made.
 purge_packages() {
   inside sh -c 'apt-get purge -y -q "libtillvane*" tillvane-privileged-tool'
-  left=$(find "$root" -xdev -ipath '*tillvane*' -not -path "$root/packages/*" -not -path "$root/home/*" -print)
+  # Seen from the root, whose own path has the name.
+  left=$(cd -- "$root" && find . -xdev -ipath '*tillvane*' -not -path './packages/*' -not -path './home/*')
   [ -z "$left" ] || die "these stay: $left"
   left=$({ inside dpkg-query -W && inside ldconfig -p && inside apt-mark showmanual; } | grep -i tillvane) &&
     die "these are still known: $left"

@@ -132,7 +132,7 @@ check_packages() {
   check_library "$scratch/root/usr"
   for compiler in g++ clang++; do check_use "$scratch/root/usr" "$compiler"; done
   helper=$(sed -n 's:.*exec\.path">\(.*\)</annotate>.*:\1:p' "$scratch"/root/usr/share/polkit-1/actions/*.policy)
-  [ -x "$scratch/root$helper" ] || die "the action names '$helper', which the packages do not have"
+  { [ -f "$scratch/root$helper" ] && [ -x "$scratch/root$helper" ]; } || die "the action names '$helper', which the packages do not have"
 }
 
 quietly cmake --install "$build" --prefix "$scratch/first"
