@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -97,7 +98,9 @@ void CheckThreads() {
   LDetachedThreadsOwner owner;
   auto* const sleeper = new Sleeper;
   owner.Add(sleeper);
-  CHECK(sleeper->StartDetached(owner, 31) == 0);
+  // Who was started with a worse priority may not have the ordinary one.
+  const int started = sleeper->StartDetached(owner, 31);
+  CHECK(started == 0 || started == EACCES);
   owner.StopThreadsNow();
   auto* const run = new ProcessRunData;
   run->command = "exit 3";

@@ -279,8 +279,8 @@ TEST_F(LedgerFaultTest, AFileThatMayNotGrowLosesNothing) {
 
 /// Does a refusal name something in the ledger's folder, the folder itself, or one above that was to be made to last?
 bool NamesWhatIsOnTheWayTo(const std::string& folder, const std::string& refusal) {
-  const std::string::size_type start = refusal.find('/');
-  const std::string named = refusal.substr(0, refusal.find(": ")).substr(std::min(start, refusal.size()));
+  std::string named = refusal.substr(0, refusal.find(": "));
+  named.erase(0, named.find('/'));
   return !named.empty() && ((named + '/').rfind(folder + '/', 0) == 0 || (folder + '/').rfind(named + '/', 0) == 0);
 }
 

@@ -47,7 +47,7 @@ TEST(WorkerExample, CtrlCAndSigTermStopTheThreads) {
     ChildProcess child({TILLVANE_TEST_WORKER, "--below", "100000000", "--threads", "8"}, {"LC_ALL=C"});
     ASSERT_TRUE(child.WaitForOutput("counting", kEndMs)) << request;
     child.Signal(request);
-    ASSERT_TRUE(child.WaitForEnd(kEndMs)) << request;
+    ASSERT_TRUE(child.WaitForEnd(kEndMs)) << request << '\n' << child.Describe();
     EXPECT_EQ(child.ExitCode(), 130) << request;
     EXPECT_THAT(child.Output(), HasSubstr("of 10000 blocks\n")) << request;
   }

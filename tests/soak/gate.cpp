@@ -2,12 +2,14 @@
 
 namespace soak {
 
-bool Gate::Pass() {
+bool Gate::Pass(std::atomic<bool>* is_inside) {
   std::unique_lock hold(lock_);
+  *is_inside = false;
   if (is_closed_ && !is_over_) {
     ++waiting_;
     changed_.wait(hold, [this, openings = openings_] { return openings_ != openings || is_over_; });
   }
+  *is_inside = !is_over_;
   return !is_over_;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -10,7 +11,9 @@ namespace soak {
 class Gate {
  public:
   /// Waits while the gate is closed. \return false when the run is over
-  bool Pass();
+  /// \param is_inside set to the answer, and to false as long as this waits: whoever has closed the gate sees who still
+  /// is inside
+  bool Pass(std::atomic<bool>* is_inside);
 
   void Close();
   void Open();

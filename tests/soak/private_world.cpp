@@ -88,7 +88,8 @@ PrivateWorld::~PrivateWorld() {
 }
 
 void PrivateWorld::EndProcess() const {
-  execl("/bin/sh", "sh", "-c", "rm -rf -- \"$1\"; exit 1", "sh", path_.c_str(), nullptr);
+  execl("/bin/sh", "sh", "-c", "rm -rf -- \"$1\" || { sleep 1; rm -rf -- \"$1\"; }; exit 1", "sh", path_.c_str(),
+        nullptr);
   _exit(1);
 }
 

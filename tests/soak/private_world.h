@@ -15,8 +15,8 @@ class PrivateWorld {
   PrivateWorld(const PrivateWorld&) = delete;
   PrivateWorld& operator=(const PrivateWorld&) = delete;
 
-  /// Ends the process with status 1, and all its threads at once, whatever they do. Nobody is left to make anew what is
-  /// removed.
+  /// Ends the process with status 1, and all its threads at once, whatever they do. What a command that one of them has
+  /// just started still makes goes too.
   [[noreturn]] void EndProcess() const;
 
   const std::string& Path() const { return path_; }

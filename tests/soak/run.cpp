@@ -1,6 +1,9 @@
 #include "run.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -23,6 +26,10 @@ constexpr gint64 kSettleLimit = 5 * kSecond;
 constexpr unsigned int kFirstLookMs = 50, kLookMs = 5;
 /// A main loop on a busy machine is late, but not so late.
 constexpr unsigned int kFreezeLimitMs = 5000;
+/// So much longer than a worker's round may the main thread take to show life: who hangs there is named first.
+constexpr unsigned int kLifeLimit = 2 * kFreezeLimitMs / 1000;
+/// A round with locks is short.
+constexpr int kLockRoundMs = 5000;
 constexpr unsigned int kMomentMs = 5;
 constexpr unsigned int kStoreRestMs = 200;
 
@@ -40,7 +47,7 @@ Run::Run(const Options& options, const PrivateWorld& world)
       shop_(host_),
       watch_(world.Path()),
       watchdog_(
-          options.patience, [this] { return host_.SignsOfLife(); }, [this] { GiveUpOnMainThread(); }) {
+          options.patience + kLifeLimit, [this] { return host_.SignsOfLife(); }, [this] { GiveUpOnMainThread(); }) {
   LThreadRunOnMainThread::Init();
   AddWorkers();
 }
@@ -78,7 +85,7 @@ void Run::AddWorkers() {
 
 bool Run::Do() {
   OpenNewLedger();
-  for (const auto& worker : workers_) worker->Start(kPriority);
+  StartWorkers();
   const gint64 end = begin_ + options_.seconds * kSecond;
   while (IsToGoOn() && g_get_monotonic_time() < end) {
     Sell();
@@ -86,6 +93,14 @@ bool Run::Do() {
   }
   if (!EndWorkers()) GiveUp();
   return Report();
+}
+
+void Run::StartWorkers() {
+  for (const auto& worker : workers_) {
+    worker->Start(kPriority);
+    if (!worker->IsRunning()) failure_.Note(worker->Name() + ": the thread could not be made");
+  }
+  window_begin_ = g_get_monotonic_time();
 }
 
 bool Run::IsToGoOn() { return failure_.Text().empty() && hanging_.empty() && !stop_.HasCome(); }
@@ -192,11 +207,11 @@ void Run::PrintWindow(const Sample& sample, unsigned int freeze_ms) {
   std::puts("");
 }
 
-/// Who waited at the gate when it was opened has gone through it since.
+/// Who waited at the gate when it was opened has gone through it since. At first nobody waited there.
 void Run::RequireRounds() {
   for (std::size_t i = 0; i < workers_.size(); ++i) {
     const unsigned long now = workers_[i]->Rounds();
-    if (now == rounds_[i]) failure_.Note(workers_[i]->Name() + ": no round since the last quiet point");
+    if (windows_ > 1 && now == rounds_[i]) failure_.Note(workers_[i]->Name() + ": no round since the last quiet point");
     rounds_[i] = now;
   }
 }
@@ -219,7 +234,7 @@ bool Run::EndWorkers() {
   for (const auto& worker : workers_) {
     while (worker->IsRunning()) {
       ProcessWaitAndProcessEvents(kMomentMs);
-      if (g_get_monotonic_time() <= end) continue;
+      if (!worker->IsRunning() || g_get_monotonic_time() <= end) continue;
       hanging_ = WhoHangs();
       return false;
     }
@@ -249,20 +264,31 @@ bool Run::Report() {
 
 void Run::GiveUp() {
   Report();
+  std::fflush(stdout);
   EndWithoutDestructors();
 }
 
-/// On the watchdog's thread: what the run knows is the main thread's.
-void Run::GiveUpOnMainThread() const {
-  std::printf("soak: FAILED after %.0f s: the main thread stands still\n", Seconds());
+/// On the watchdog's thread: what the run knows is the main thread's, which may stand still with the output's lock.
+void Run::GiveUpOnMainThread() {
+  std::array<char, 100> text;
+  const int size =
+      std::snprintf(text.data(), text.size(), "soak: FAILED after %.0f s: the main thread stands still\n", Seconds());
+  [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), static_cast<std::size_t>(size));
   EndWithoutDestructors();
 }
 
 /// The commands that tasks have started end by themselves with the pipes that they read or write.
-void Run::EndWithoutDestructors() const {
-  std::fflush(stdout);
+void Run::EndWithoutDestructors() {
+  // A lock that is being made would be made after all have been removed.
+  gate_.Close();
+  for (int ms = 0; ms < kLockRoundMs && IsLocking(); ++ms) LProcessInterfaceVoid().ProcessWait(1);
   watch_.RemoveSemaphoreSets();
   world_.EndProcess();
+}
+
+bool Run::IsLocking() const {
+  return std::any_of(workers_.begin(), workers_.end(),
+                     [](const auto& worker) { return worker->Name() == "locks" && worker->IsInRound(); });
 }
 
 double Run::Seconds() const { return static_cast<double>(g_get_monotonic_time() - begin_) / kSecond; }

@@ -31,6 +31,7 @@ class Run {
  private:
   void Add(const char* name, std::unique_ptr<Task> task);
   void AddWorkers();
+  void StartWorkers();
   bool IsToGoOn();
   void Sell();
   bool IsWindowOver() const;
@@ -46,8 +47,9 @@ class Run {
   std::string WhoHangs() const;
   bool Report();
   [[noreturn]] void GiveUp();
-  [[noreturn]] void GiveUpOnMainThread() const;
-  [[noreturn]] void EndWithoutDestructors() const;
+  [[noreturn]] void GiveUpOnMainThread();
+  [[noreturn]] void EndWithoutDestructors();
+  bool IsLocking() const;
   double Seconds() const;
 
   const Options options_;

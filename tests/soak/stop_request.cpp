@@ -25,10 +25,13 @@ sigset_t StopSignals() {
 
 }  // namespace
 
-StopRequest::StopRequest() {
+void StopRequest::Block() {
   const sigset_t signals = StopSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  thread_ = std::thread([this, signals] {
+}
+
+StopRequest::StopRequest() {
+  thread_ = std::thread([this, signals = StopSignals()] {
     int number;
     while (!is_over_) {
       if (sigwait(&signals, &number) == 0 && !is_over_) has_come_ = true;

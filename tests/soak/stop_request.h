@@ -6,10 +6,14 @@
 namespace soak {
 
 /// SIGINT, SIGTERM and SIGHUP, taken by a thread that waits for nothing else. A handler would miss those that come
-/// while a shell command runs, during which the C library's `system` ignores SIGINT.
+/// while a shell command runs, during which the C library's `system` ignores SIGINT. One that comes in the moment in
+/// which that begins may still be lost: who asks, asks again.
 class StopRequest {
  public:
-  /// Blocks them for the calling thread and all that it starts.
+  /// Blocks them for the calling thread, what it starts and what it becomes: they are kept for the first StopRequest.
+  static void Block();
+
+  /// Block() was called before, on the same thread.
   StopRequest();
   ~StopRequest();
   StopRequest(const StopRequest&) = delete;

@@ -20,11 +20,9 @@ Worker::Worker(std::string name, std::unique_ptr<Task> task, Gate& gate, Failure
 
 void Worker::ThreadFunction() {
   try {
-    while (gate_.Pass()) {
-      is_in_round_ = true;
+    while (gate_.Pass(&is_in_round_)) {
       task_->Round(*this);
       ++rounds_;
-      is_in_round_ = false;
     }
   } catch (const std::exception& error) {
     failure_.Note(name_ + ": not so after " + std::to_string(rounds_) + " rounds: " + error.what());

@@ -11,6 +11,9 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
 
 #include <tests/support/faults.h>
 
@@ -54,7 +57,7 @@ std::vector<std::string> Environment(const std::vector<std::string>& additions) 
   return all;
 }
 
-/// What this process ignores its child need not: the library ignores SIGPIPE, and a shell may the others.
+/// What this process ignores or blocks its child need not: the library ignores SIGPIPE, and a shell may the others.
 posix_spawnattr_t WithDefaultSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -62,7 +65,9 @@ posix_spawnattr_t WithDefaultSignals() {
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setsigdefault(&attributes, &signals);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
   return attributes;
 }
 
@@ -131,6 +136,24 @@ bool ChildProcess::WaitForEnd(unsigned int ms) {
 int ChildProcess::ExitCode() const { return ended_ && WIFEXITED(status_) ? WEXITSTATUS(status_) : -1; }
 
 int ChildProcess::EndingSignal() const { return ended_ && WIFSIGNALED(status_) ? WTERMSIG(status_) : -1; }
+
+std::string ChildProcess::Describe() const {
+  std::string text = "It has written: " + Output() + Errors() + "\n";
+  std::error_code gone;
+  const std::string tasks = "/proc/" + std::to_string(pid_) + "/task";
+  for (std::filesystem::directory_iterator task(tasks, gone); !gone && task != end(task); task.increment(gone)) {
+    std::ifstream status(task->path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      for (const char* const name : {"Name:", "State:", "SigPnd:", "ShdPnd:", "SigBlk:"}) {
+        if (line.rfind(name, 0) == 0) text += line + "  ";
+      }
+    }
+    std::string sleeps_in;
+    std::ifstream(task->path() / "wchan") >> sleeps_in;
+    text += "in: " + sleeps_in + '\n';
+  }
+  return text;
+}
 
 /// One look at the child. \return whether it still runs; when it does not, all that it wrote has been read
 bool ChildProcess::Poll() {

@@ -38,6 +38,10 @@ class ChildProcess {
   int ExitCode() const;
   int EndingSignal() const;
 
+  /// Why it may not have ended, for the message of a test: what it has written, and of each of its threads the state,
+  /// the signals that it blocks and that wait for it, and the system's function in which it sleeps.
+  std::string Describe() const;
+
   const std::string& Output() const { return streams_[0].text; }
   const std::string& Errors() const { return streams_[1].text; }
 
