@@ -17,6 +17,8 @@ from collections import defaultdict
 from pathlib import Path
 from typing import NamedTuple
 
+import check_layers
+
 ROOT = Path(__file__).resolve().parent.parent
 LLVM = "-14"  # of the compiler that wrote the counters: another version cannot read them
 
@@ -87,15 +89,16 @@ def branch_counts(rows, segments):
             if count or counts[line, column, not outcome] or not count_at(segments, line, column)]
 
 
-def measured_files(export, root):
-    """The measured files of the library, by their path below root, of what `llvm-cov export` wrote."""
+def measured_files(export, root, of_tests=()):
+    """The measured files of the library, by their path below root, of what `llvm-cov export` wrote; those of its tests are
+    none of it."""
     found = {}
     for file in export["data"][0]["files"]:
         path = Path(file["filename"])
         if not path.is_relative_to(root / "tillvane"):
             continue
         name = path.relative_to(root).as_posix()
-        if name.startswith("tillvane/platform/mac/") or name.endswith("_test.cpp"):
+        if name.startswith("tillvane/platform/mac/") or name in of_tests:
             continue
         segments = [Segment(*segment) for segment in file["segments"]]
         found[name] = Measured(line_counts(segments), branch_counts(file["branches"], segments))
@@ -184,13 +187,19 @@ def exported(build, root):
     return json.loads(export.stdout)
 
 
+def measure(build):
+    tree = check_layers.Tree(ROOT)
+    of_tests = {source.path for source in tree.library() if check_layers.needs_googletest(tree, source.path)}
+    return measured_files(exported(build, ROOT), ROOT, of_tests)
+
+
 def main(arguments):
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", type=Path)
     parser.add_argument("--details", type=Path, metavar="FOLDER")
     parser.add_argument("--minimum", type=float, nargs=2, metavar=("LINES", "BRANCHES"), default=(0, 0))
     options = parser.parse_args(arguments)
-    files = measured_files(exported(options.build.resolve(), ROOT), ROOT)
+    files = measure(options.build.resolve())
     print(table(files), end="")
     if options.details:
         write_details(files, ROOT, options.details)

@@ -125,7 +125,7 @@ class Test(NamedTuple):
     name: str
     program: str
     kind: str
-    outcome: str  # passed, failed, skipped, excluded
+    outcome: str  # passed, failed, skipped, disabled, excluded
     reason: str  # why it was skipped, or the label by which it is excluded
 
 
@@ -158,7 +158,7 @@ def outcomes(junit):
         if case.find("skipped") is not None:
             found[case.get("name")] = ("skipped", skip_reason(case.findtext("system-out") or ""))
         else:
-            found[case.get("name")] = ("passed" if case.get("status") == "run" else "failed", "")
+            found[case.get("name")] = ({"run": "passed", "disabled": "disabled"}.get(case.get("status"), "failed"), "")
     return found
 
 
@@ -217,7 +217,7 @@ def count_table(results):
         for tests in results.values():
             counts = Counter(test.outcome for test in tests or () if kind in (test.kind, "**all**"))
             cells.append(", ".join(f"{counts[outcome]} {outcome}" for outcome in
-                                   ("passed", "failed", "skipped", "excluded") if counts[outcome]) or "none")
+                                   ("passed", "failed", "skipped", "disabled", "excluded") if counts[outcome]) or "none")
         lines.append(f"| {kind} | " + " | ".join(cells) + " |")
     return lines
 
@@ -225,7 +225,8 @@ def count_table(results):
 def test_section(results, states, reasons):
     lines = ["## Tests", "",
              "ctest runs each test in a process of its own. Presets: " +
-             "; ".join(f"`{preset}`: {PRESETS[preset]}" for preset in results) + ".", "", *count_table(results), ""]
+             "; ".join(f"`{preset}`: {PRESETS[preset]}" for preset in results) + ". A test that is disabled is run by "
+             "another one, in a child.", "", *count_table(results), ""]
     findings = []
     for preset, tests in results.items():
         lines.append(f"`{preset}`: commit {states[preset]['commit']}, {states[preset]['seconds']} s.")
@@ -448,7 +449,7 @@ def sections(presets):
     logs = {path.stem: path.read_text(errors="replace") for path in (ROOT / "build/fuzz").glob("*_fuzz.log")}
     yield fuzz_section(targets, logs)
     if "coverage" in results:
-        files = coverage_report.measured_files(coverage_report.exported(ROOT / "build/coverage", ROOT), ROOT)
+        files = coverage_report.measure(ROOT / "build/coverage")
         yield coverage_section(files, read_reasons(REASONS.read_text()))
     yield handler_section({name: check_signal_safety.disassemble(ROOT / name) if (ROOT / name).exists() else None
                            for name in LIBRARIES})

@@ -19,6 +19,7 @@ a_test.cpp:12: Skipped
 no second user
 
 [  SKIPPED ] A.Skips</system-out></testcase>
+<testcase name="A.IsAChild" status="disabled"><system-out>Disabled</system-out></testcase>
 <testcase name="A.Fails" status="fail"><failure message=""/><system-out/></testcase>
 <testcase name="NotBuilt" status="notrun"><skipped message="SKIP"/><system-out>skipped: no Qt</system-out></testcase>
 </testsuite>"""
@@ -34,7 +35,7 @@ class Tests(unittest.TestCase):
     def test_an_outcome_has_the_reason_that_the_test_gave(self):
         self.assertEqual(test_report.outcomes(JUNIT),
                          {"A.Passes": ("passed", ""), "A.Skips": ("skipped", "no second user"),
-                          "A.Fails": ("failed", ""), "NotBuilt": ("skipped", "no Qt")})
+                          "A.IsAChild": ("disabled", ""), "A.Fails": ("failed", ""), "NotBuilt": ("skipped", "no Qt")})
 
     def test_what_the_preset_leaves_out_is_excluded_and_what_is_not_there_failed(self):
         tests = test_report.tests_of("asan", JUNIT, listed(

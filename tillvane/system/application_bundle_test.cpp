@@ -39,6 +39,7 @@ TEST(ApplicationBundle, ABareExecutableHasNoVersion) {
   int major = -77, minor = -78;
   const LCFBundle main;
   EXPECT_FALSE(main.GetVersionNumber(major, minor));
+  EXPECT_EQ(main.Get(), platform::MainBundleReference());
   EXPECT_EQ(major, -77);
   EXPECT_EQ(minor, -78);
 }

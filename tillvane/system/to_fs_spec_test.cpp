@@ -96,6 +96,7 @@ TEST_F(ToFSSpec, HasTheFolderAndAPascalStringOfTheName) {
   ASSERT_TRUE(LToFSSpec::CStringToFSSpec(folder_.File("sub/new").c_str(), &spec));
   EXPECT_EQ(spec.parent, root_ + "/sub");
   EXPECT_EQ(NameIn(spec), "new");
+  EXPECT_EQ(NameIn(LToFSSpec(folder_.File("sub/new").c_str()).Get()), "new");
   ASSERT_TRUE(LToFSSpec::CStringToFSSpec("/", &spec));
   EXPECT_STREQ(spec.parent, "/");
   EXPECT_EQ(NameIn(spec), "");
