@@ -1,5 +1,6 @@
 #include <libproc2/pids.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdio.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,16 +20,16 @@ namespace bench {
 
 namespace {
 
-/// So many processes more than the machine has anyway, all of them asleep.
+/// So many processes more than the machine has anyway, all of them asleep. Of another program: so many copies of this
+/// one, which the families before have made large, may be more than there is memory.
 class Sleepers {
  public:
   explicit Sleepers(int count) {
+    char name[] = "sleep", seconds[] = "3600";
+    char* const arguments[] = {name, seconds, nullptr};
     for (int i = 0; i < count; ++i) {
-      const pid_t child = fork();
-      if (child == 0) {
-        for (;;) pause();
-      }
-      if (child > 0) children_.push_back(child);
+      pid_t child;
+      if (posix_spawnp(&child, name, nullptr, nullptr, arguments, environ) == 0) children_.push_back(child);
     }
     are_there_ = children_.size() == static_cast<std::size_t>(count);
   }
