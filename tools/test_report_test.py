@@ -37,6 +37,10 @@ class Tests(unittest.TestCase):
                          {"A.Passes": ("passed", ""), "A.Skips": ("skipped", "no second user"),
                           "A.IsAChild": ("disabled", ""), "A.Fails": ("failed", ""), "NotBuilt": ("skipped", "no Qt")})
 
+    def test_a_folder_of_a_test_is_any_folder(self):
+        self.assertEqual(test_report.skip_reason("skipped: mount: /tmp/tillvane-test-Ab1/at: no vfat"),
+                         "mount: FOLDER/at: no vfat")
+
     def test_what_the_preset_leaves_out_is_excluded_and_what_is_not_there_failed(self):
         tests = test_report.tests_of("asan", JUNIT, listed(
             ("A.Passes", "tillvane_a_test"), ("B.One", "tillvane_b_test", "threads", "no-asan"),
